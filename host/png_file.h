@@ -1,0 +1,20 @@
+// Pictures on disk.
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <vector>
+
+namespace host {
+
+// Eight bits a channel, rows from the top, three bytes (red, green, blue) a pixel, no padding.
+struct Picture {
+    unsigned width = 0, height = 0;
+    std::vector<std::uint8_t> rgb;
+};
+
+// Writes `picture` as a PNG: beside the target first, then renamed, so that the file is whole or not there.
+// Throws Error when the file cannot be written.
+void WritePng(const std::string& path, const Picture& picture);
+
+}  // namespace host
