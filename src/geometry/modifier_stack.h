@@ -1,0 +1,60 @@
+// The chain of modifiers between a mesh's geometry and what is drawn.
+#pragma once
+
+#include <string>
+#include <vector>
+
+#include "geometry/modifier.h"
+
+namespace osm3d {
+
+/// The modifiers of one mesh in the order of their application. Each deforming one has a result geometry,
+/// which is the input of the next; the last result is what the mesh draws. Stored as chunk MOST.
+class ModifierStack : public Animatable, public osmio::Serializable {
+  public:
+    ModifierStack() = default;
+    ~ModifierStack() override;
+
+    ModifierStack(const ModifierStack&) = delete;
+    ModifierStack& operator=(const ModifierStack&) = delete;
+
+    bool Read(osmio::InStream* in) override;
+    void Write(osmio::OutStream* out) override;
+
+    /// Updates each modifier and lets the deforming ones deform.
+    void Update(f32 time) override;
+
+    /// Sets the input, not owned, and builds a result for every modifier anew, deforming or not.
+    void SetGeometry(Geometry* geometry);
+
+    /// Appends `modifier` and takes ownership; only a deforming one gets a result. Always true.
+    bool AddModifier(Modifier* modifier);
+
+    /// The last result; the input when there are none. May be null.
+    Geometry* GetResult() const;
+
+    /// Makes the device buffers of the last result. False when there are no results.
+    bool InitializeResult();
+
+    /// Lets those modifiers that want it set device state for the draw to come.
+    void PrepareDraw();
+
+    u32 ModifierCount() const { return static_cast<u32>(modifiers.size()); }
+
+    /// Modifier number `index`, which must be below ModifierCount().
+    Modifier* GetModifier(u32 index) const { return modifiers[index]; }
+
+    /// Whether Update and PrepareDraw can run; otherwise `reason` says why not.
+    bool Validate(std::string& reason) const;
+
+  private:
+    void DeleteResults();
+
+    std::vector<Modifier*> modifiers;
+    /// Entries may be the input itself, or an earlier entry; those are not owned.
+    std::vector<Geometry*> results;
+    Geometry* input = nullptr;
+    bool ownsModifiers = true;
+};
+
+}  // namespace osm3d

@@ -1,0 +1,45 @@
+// The appearance of a mesh.
+#pragma once
+
+#include <string>
+
+#include "io/serializable.h"
+#include "platform/types.h"
+#include "scene/animatable.h"
+
+namespace osm3d {
+
+/// An appearance. To draw with it: n = Begin(0); for each pass below n: Pass(pass), then the geometry; End().
+/// The scene that lists a material owns it.
+class Material : public Animatable, public osmio::Serializable {
+  public:
+    /// Blend classes are 0 to kBlendClassCount - 1; they decide when a mesh is drawn among the others.
+    static constexpr u32 kBlendClassCount = 6;
+
+    ~Material() override = default;
+
+    virtual u32 GetBlendClass() const = 0;
+
+    /// True only for MaterialComposite.
+    virtual bool IsComposite() const = 0;
+
+    /// Gives the number of passes. `index` chooses among the sub-materials of a composite.
+    virtual u32 Begin(u32 index) = 0;
+
+    /// Sends the state of pass `pass` to the device.
+    virtual void Pass(u32 pass) = 0;
+    virtual void End() = 0;
+
+    /// To be called once after Load, before the first Update.
+    virtual void Prepare() = 0;
+    virtual void Load() = 0;
+
+    /// Whether the material can be prepared, updated and drawn with; otherwise `reason` says why not. Ends
+    /// for materials that refer to each other in a circle.
+    virtual bool Validate(std::string& reason) const = 0;
+};
+
+/// Sends the material of a mesh without one: white, lit, untextured, default states.
+void ApplyDefaultMaterial();
+
+}  // namespace osm3d
