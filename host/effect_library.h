@@ -28,7 +28,7 @@ struct EffectEntry {
 
 class EffectLibrary {
   public:
-    // Reads `path`. Throws Error with the place of the first mistake.
+    // Reads `path`. Throws cli::Error with the place of the first mistake.
     explicit EffectLibrary(const std::string& path);
 
     const std::vector<EffectEntry>& Effects() const { return effects_; }

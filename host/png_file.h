@@ -14,7 +14,7 @@ struct Picture {
 };
 
 // Writes `picture` as a PNG: beside the target first, then renamed, so that the file is whole or not there.
-// Throws Error when the file cannot be written.
+// Throws cli::Error when the file cannot be written.
 void WritePng(const std::string& path, const Picture& picture);
 
 }  // namespace host

@@ -43,7 +43,7 @@ struct Clip {
     pugi::xml_node node;           // the <clip> element, whose <controler> children hold the values
 };
 
-// Reads a <controler> element: its `value` attribute or its <key> children. Throws Error at a mistake.
+// Reads a <controler> element: its `value` attribute or its <key> children. Throws cli::Error at a mistake.
 ParameterValue ReadParameterValue(const XmlFile& file, const pugi::xml_node& node,
                                   const Parameter& parameter);
 
@@ -60,7 +60,7 @@ struct Project {
     const DataItem* FindData(const std::string& name) const;
 };
 
-// Reads and checks a whole project; `library` must outlive it. Throws Error with file, line and what was
+// Reads and checks a whole project; `library` must outlive it. Throws cli::Error with file, line and what was
 // expected.
 Project ReadProject(const std::string& path, const EffectLibrary& library);
 

@@ -10,7 +10,7 @@
 #include <iterator>
 #include <sstream>
 
-#include "error.h"
+#include "cli/error.h"
 
 namespace host {
 namespace {
@@ -26,16 +26,17 @@ bool Lists(const char* names, const char* name) {
 
 XmlFile::XmlFile(const std::string& path, const std::string& root) : path_(path) {
     std::ifstream in(path, std::ios::binary);
-    if (!in) throw Error(fmt::format("{}: cannot be opened: {}", path, std::strerror(errno)));
+    if (!in) throw cli::Error(fmt::format("{}: cannot be opened: {}", path, std::strerror(errno)));
     std::string text{std::istreambuf_iterator<char>(in), {}};
     if (in.bad() || (text.empty() && !in.eof()))
-        throw Error(fmt::format("{}: cannot be read; a file is expected", path));
+        throw cli::Error(fmt::format("{}: cannot be read; a file is expected", path));
     line_starts_.push_back(0);
     for (std::size_t i = 0; i < text.size(); ++i)
         if (text[i] == '\n') line_starts_.push_back(i + 1);
     const pugi::xml_parse_result result = document_.load_buffer(text.data(), text.size());
     if (!result) {
-        throw Error(fmt::format("{}: not well-formed XML: {}", Place(result.offset), result.description()));
+        throw cli::Error(
+            fmt::format("{}: not well-formed XML: {}", Place(result.offset), result.description()));
     }
     if (Root().name() != root)
         Fail(Root(), fmt::format("the top element is <{}>, expected <{}>", Root().name(), root));
@@ -50,7 +51,7 @@ std::string XmlFile::Place(std::ptrdiff_t offset) const {
 std::string XmlFile::Place(const pugi::xml_node& node) const { return Place(node.offset_debug()); }
 
 void XmlFile::Fail(const pugi::xml_node& node, const std::string& what) const {
-    throw Error(fmt::format("{}: {}", Place(node), what));
+    throw cli::Error(fmt::format("{}: {}", Place(node), what));
 }
 
 std::string XmlFile::Required(const pugi::xml_node& node, const char* attribute) const {

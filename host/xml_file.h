@@ -10,8 +10,8 @@ namespace host {
 
 class XmlFile {
   public:
-    // Reads and parses `path`. Throws Error with file, line and reason when it cannot be read or is not XML,
-    // or when its top element is not named `root`.
+    // Reads and parses `path`. Throws cli::Error with file, line and reason when it cannot be read or is not
+    // XML, or when its top element is not named `root`.
     XmlFile(const std::string& path, const std::string& root);
 
     const std::string& Path() const { return path_; }
@@ -19,7 +19,7 @@ class XmlFile {
 
     // "file:line" of a node, for messages.
     std::string Place(const pugi::xml_node& node) const;
-    // Throws Error: "file:line: what".
+    // Throws cli::Error: "file:line: what".
     [[noreturn]] void Fail(const pugi::xml_node& node, const std::string& what) const;
 
     // The attribute's text; Fail when it is missing.
