@@ -127,8 +127,8 @@ class GeometrySimple : public Geometry {
     std::vector<u32> ExtractPart(const std::vector<u32>& faceAttributes, u32 attribute,
                                  GeometrySimple& part) const;
 
-    platform::ComPtr<IDirect3DVertexBuffer9> vertexBuffer;
-    platform::ComPtr<IDirect3DIndexBuffer9> indexBuffer;
+    ComPtr<IDirect3DVertexBuffer9> vertexBuffer;
+    ComPtr<IDirect3DIndexBuffer9> indexBuffer;
 
   private:
     void ComputeTangents();
@@ -137,6 +137,9 @@ class GeometrySimple : public Geometry {
 
     u32 fvf = 0;
     u32 stride = 0;
+    /// What the device buffers were made for.
+    u32 bufferVertices = 0;
+    u32 bufferTriangles = 0;
     bool boundsValid = false;
     box bounds;
 };

@@ -55,6 +55,9 @@ class MaterialComposite : public Material {
     const std::map<u32, u32>& AttributeMap() const { return attributeMap; }
 
   private:
+    /// The sub-material chosen last; null where there is none.
+    Material* Current() const;
+
     std::vector<Material*> materials;
     std::map<u32, u32> attributeMap;
     u32 current = 0;

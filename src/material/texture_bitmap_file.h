@@ -52,7 +52,7 @@ class TextureBitmapFile : public Texture {
   private:
     std::vector<u8> fileData;
     std::string fileName;
-    platform::ComPtr<IDirect3DTexture9> texture;
+    ComPtr<IDirect3DTexture9> texture;
     u32 flags = 0;
     bool normalMap = false;
 };

@@ -1,0 +1,146 @@
+#include "material/material_composite.h"
+
+#include <algorithm>
+#include <cstddef>
+#include <unordered_map>
+#include <utility>
+
+#include "io/registry.h"
+#include "io/slot.h"
+#include "io/stream.h"
+
+namespace osm3d {
+
+namespace {
+constexpr u32 kMaxDepth = 16;
+}
+
+bool MaterialComposite::Read(osmio::InStream* in) {
+    const u32 version = in->GetChunkVersion();
+    if (in->IsChunked() && version != 1 && version != 2) return false;
+    i32 count = 0;
+    in->ReadI32(&count);
+    if (!osmio::CountFits(in, count, sizeof(i32))) return false;
+    materials.assign(static_cast<std::size_t>(count), nullptr);
+    for (Material*& material : materials) material = osmio::ReadSlot<Material>(in);
+    attributeMap.clear();
+    if (version < 2) return true;
+    i32 pairs = 0;
+    in->ReadI32(&pairs);
+    if (!osmio::CountFits(in, pairs, 2 * sizeof(i32))) return false;
+    for (i32 i = 0; i < pairs; ++i) {
+        u32 attribute = 0;
+        u32 index = 0;
+        in->ReadU32(&attribute);
+        in->ReadU32(&index);
+        attributeMap[attribute] = index;
+    }
+    return true;
+}
+
+void MaterialComposite::Write(osmio::OutStream* out) {
+    out->BeginChunk(osmio::FourCC("MTCP"), 2);
+    out->WriteI32(static_cast<i32>(materials.size()));
+    for (Material* material : materials) out->WriteObject(material);
+    out->WriteI32(static_cast<i32>(attributeMap.size()));
+    for (const auto& [attribute, index] : attributeMap) {
+        out->WriteU32(attribute);
+        out->WriteU32(index);
+    }
+}
+
+Material* MaterialComposite::Current() const {
+    return current < materials.size() ? materials[current] : nullptr;
+}
+
+void MaterialComposite::Update(f32) {}
+
+u32 MaterialComposite::GetBlendClass() const {
+    const Material* material = Current();
+    return material != nullptr ? material->GetBlendClass() : 0;
+}
+
+u32 MaterialComposite::Begin(u32 index) {
+    current = index;
+    Material* material = Current();
+    return material != nullptr ? material->Begin(0) : 0;
+}
+
+void MaterialComposite::Pass(u32 pass) {
+    if (Material* material = Current()) material->Pass(pass);
+}
+
+void MaterialComposite::End() {
+    if (Material* material = Current()) material->End();
+}
+
+void MaterialComposite::Prepare() {}
+
+void MaterialComposite::Load() {}
+
+u32 MaterialComposite::BeginAttribute(u32 attribute) {
+    const auto found = attributeMap.find(attribute);
+    return Begin(found != attributeMap.end() ? found->second : 0);
+}
+
+Material* MaterialComposite::GetSubMaterial(u32 attribute) {
+    const auto found = attributeMap.find(attribute);
+    if (found == attributeMap.end()) return this;
+    return found->second < materials.size() ? materials[found->second] : nullptr;
+}
+
+u32 MaterialComposite::AddMaterial(Material* material) {
+    materials.push_back(material);
+    return MaterialCount() - 1;
+}
+
+bool MaterialComposite::Validate(std::string& reason) const {
+    for (const auto& [attribute, index] : attributeMap) {
+        if (index >= materials.size()) {
+            reason = "a composite material maps attribute " + std::to_string(attribute) + " to material " +
+                     std::to_string(index) + " of " + std::to_string(materials.size());
+            return false;
+        }
+    }
+    // Depth first, without recursion: the levels below a composite are known once it has been left.
+    constexpr u32 kOpen = 0;
+    struct Step {
+        const MaterialComposite* composite;
+        std::size_t next;
+        u32 levels;
+    };
+    std::unordered_map<const MaterialComposite*, u32> known{{this, kOpen}};
+    std::vector<Step> path{{this, 0, 1}};
+    while (!path.empty()) {
+        Step& step = path.back();
+        if (step.next == step.composite->materials.size()) {
+            const u32 levels = step.levels;
+            known[step.composite] = levels;
+            path.pop_back();
+            if (!path.empty()) path.back().levels = std::max(path.back().levels, levels + 1);
+            if (levels > kMaxDepth || path.size() > kMaxDepth) {
+                reason = "composite materials are nested too deep";
+                return false;
+            }
+            continue;
+        }
+        const auto* nested = dynamic_cast<const MaterialComposite*>(step.composite->materials[step.next++]);
+        if (nested == nullptr) continue;
+        const auto [at, fresh] = known.try_emplace(nested, kOpen);
+        if (fresh) {
+            path.push_back({nested, 0, 1});
+        } else if (at->second == kOpen) {
+            reason = "a composite material contains itself";
+            return false;
+        } else {
+            step.levels = std::max(step.levels, at->second + 1);
+        }
+    }
+    return true;
+}
+
+namespace {
+const osmio::ChunkRegistrer<MaterialComposite> registrer(osmio::FourCC("MTCP"));
+}
+
+}  // namespace osm3d
