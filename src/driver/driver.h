@@ -1,0 +1,87 @@
+// The module's one object. A host loads the module, calls its one exported function, and works through the
+// virtual operations from there on:
+//
+//     auto get = reinterpret_cast<osm3d::GetDriverFunction>(dlsym(module, "OSMIRA_GetDriver"));
+//     osm3d::Driver* driver = get();
+//     driver->GetPlayback()->Start(window, instance, 640, 480, 32, true, 0);
+//     driver->SetControllerFactory(&factory);
+//     osm3d::Effect* effect = driver->LoadEffect(definition, "clip 1");
+#pragma once
+
+#include <string>
+
+#include "driver/data_object.h"
+#include "driver/playback_host.h"
+#include "effects/effect.h"
+#include "effects/host_interfaces.h"
+#include "platform/types.h"
+#include "render/render_target.h"
+
+namespace osm3d {
+
+class AnimationPackage;
+class SoundPlayerFMOD;
+
+/// The order of the operations is part of the module's interface. All calls come on the host's one thread.
+/// The host deletes the effects (or calls Release) and data objects that it gets.
+class Driver {
+  public:
+    Driver() = default;
+    Driver(const Driver&) = delete;
+    Driver& operator=(const Driver&) = delete;
+    /// Stops the playback when it is started.
+    ~Driver();
+
+    /// Always 3.
+    virtual u32 GetVersion();
+    virtual const char* GetName();
+
+    /// A new effect of the type `definition.name`, with its parameters at their library values; null for a
+    /// type that does not exist. Needs SetControllerFactory, and GetPlayback()->Start for effects that
+    /// capture a picture.
+    virtual Effect* LoadEffect(const EffectDefinition& definition, const std::string& instanceName);
+
+    /// The same without parameters, for LoadControllers or LoadState.
+    virtual Effect* CreateEffect(const std::string& name);
+
+    /// A new data object for a scene (.om2) or an image (.bmp .dds .dib .jpg .png .tga, in lower case); null
+    /// when the file cannot be loaded or has another extension. Needs GetPlayback()->Start.
+    virtual DataObject* LoadData(const std::string& path);
+
+    /// Pairs of label and patterns, each ended by a vertical bar, for a file dialog.
+    virtual const std::string& GetFileFilter();
+
+    /// Where the host finds the description of the effects, relative to it.
+    virtual const std::string& GetLibraryPath();
+
+    /// Gives `factory` back. Not owned; effects loaded later use it.
+    virtual HostControllerFactory* SetControllerFactory(HostControllerFactory* factory);
+
+    /// Not available in this version: tells the person so, and writes nothing.
+    virtual void ExportAnimation(HostDocument* document, const std::string& path);
+
+    /// Not available in this version: tells the person so, and leaves `text` as it is.
+    virtual void LoadAnimation(const std::string& path, std::string& text);
+
+    /// Null in this version, which has no sound.
+    virtual SoundPlayerFMOD* GetSoundPlayer();
+
+    virtual PlaybackHost* GetPlayback();
+
+    /// The targets that effects share.
+    RenderTargetPool& GetRenderTargetPool() { return renderTargetPool; }
+
+  private:
+    HostControllerFactory* controllerFactory = nullptr;
+    RenderTargetPool renderTargetPool;
+    PlaybackHost playback;
+};
+
+/// The one Driver.
+Driver& GetDriver();
+
+/// The exported function's type and name.
+using GetDriverFunction = Driver* (*)();
+inline constexpr const char* kGetDriverName = "OSMIRA_GetDriver";
+
+}  // namespace osm3d
