@@ -1,7 +1,6 @@
 #include "render/context.h"
 
 #include <bit>
-#include <cstdlib>
 #include <iterator>
 #include <new>
 #include <utility>
@@ -122,8 +121,8 @@ void ChooseMultisample(IDirect3D9& d3d, DisplaySettings& settings, D3DFORMAT bac
 Context* GetContext() { return g_context; }
 
 void Fatal(const char* message) {
-    platform::ShowMessage("osm3d::Context", message, platform::MessageIcon::kError);
-    std::abort();
+    platform::ShowMessageBox(message, "osm3d::Context");
+    platform::FatalAbort();
 }
 
 Context* Context::Create() {
@@ -271,7 +270,7 @@ void Context::Present() {
         g_frames.count = 0;
     }
     ++g_frames.count;
-    g_frames.lastTick = platform::GetTicks();
+    g_frames.lastTick = platform::TickCount();
     device->Present(nullptr, nullptr, nullptr, nullptr);
 }
 

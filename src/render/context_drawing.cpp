@@ -173,7 +173,7 @@ void Context::DrawLine2D(const vect3& p0, const vect3& p1, const color& c) {
 }
 
 void Context::DrawPoint3D(const vect3& position, const color& c) {
-    SetWorld(IdentityMatrix());
+    SetWorld(kMatrixIdentity);
     const WorldVertex point = {position.x, position.y, position.z, ColorToARGB(c)};
     void* out = LockScratchVertices(kWorldFvf, sizeof(WorldVertex), 1);
     if (!out) return;

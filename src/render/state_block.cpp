@@ -7,6 +7,7 @@
 #include "io/stream.h"
 #include "platform/d3d9/d3d9.h"
 #include "render/context.h"
+#include "scene/value_operations.h"
 
 namespace osm3d {
 
@@ -303,15 +304,7 @@ void RenderStateBlock::SetBlendPreset(i32 preset) {
 
 // --------------------------------------------------------------------------------------- texture stages
 
-const matrix& IdentityMatrix() {
-    static constexpr osm3d::matrix kIdentity = {{{1.0f, 0.0f, 0.0f, 0.0f},
-                                                 {0.0f, 1.0f, 0.0f, 0.0f},
-                                                 {0.0f, 0.0f, 1.0f, 0.0f},
-                                                 {0.0f, 0.0f, 0.0f, 1.0f}}};
-    return kIdentity;
-}
-
-TextureStageStateBlock::TextureStageStateBlock() : matrix(IdentityMatrix()) {}
+TextureStageStateBlock::TextureStageStateBlock() : matrix(kMatrixIdentity) {}
 
 const TextureStageStateBlock& TextureStageStateBlock::Standard() {
     static const TextureStageStateBlock block = [] {

@@ -130,7 +130,4 @@ class TextureStageStateBlock : public osmio::Serializable {
     void Apply(u32 stage, Context& context, Changed changed) const;
 };
 
-/// The one identity matrix.
-const matrix& IdentityMatrix();
-
 }  // namespace osm3d
