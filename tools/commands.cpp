@@ -1,0 +1,152 @@
+#include "commands.h"
+
+#include <fmt/format.h>
+
+#include <cstdio>
+#include <filesystem>
+#include <functional>
+#include <memory>
+
+#include "build_scene.h"
+#include "chunk_tree.h"
+#include "cli/error.h"
+#include "cli/whole_file.h"
+#include "envelope.h"
+#include "info.h"
+#include "io/open.h"
+#include "material/texture.h"
+#include "material/texture_bitmap_file.h"
+#include "scene/scene_file.h"
+#include "scene/scene_hierarchy.h"
+#include "scene/scene_validation.h"
+
+namespace tools {
+namespace {
+
+void Print(const std::string& text) { std::fwrite(text.data(), 1, text.size(), stdout); }
+
+// The scene of `file`, held by `graph`.
+osm3d::SceneHierarchy* LoadScene(const std::string& file, osmio::ObjectGraph& graph) {
+    osm3d::SceneHierarchy* scene = nullptr;
+    std::string reason;
+    if (!osm3d::LoadSceneFile(file, graph, scene, reason))
+        throw cli::Error(fmt::format("{}: {}", file, reason));
+    return scene;
+}
+
+// Writes `scene` with its chunks, whole or not at all.
+void WriteScene(const std::string& path, osm3d::SceneHierarchy& scene) {
+    cli::WholeFile file(path);
+    file.CloseHandle();
+    std::unique_ptr<osmio::OutStream> out(osmio::OpenChunkedOutput(file.Beside(), osmio::kCompressionNone));
+    if (!out) throw cli::Error(fmt::format("{}: cannot be written", path));
+    out->WriteObject(&scene);
+    const bool written = out->Flush();
+    out.reset();
+    if (!written) throw cli::Error(fmt::format("{}: cannot be written: the disk did not take it", path));
+    file.Commit();
+}
+
+// Image files that the scene names and that are not there, as `om2 check` tells them.
+void FindMissingImages(const osm3d::SceneHierarchy& scene,
+                       const std::function<void(const std::string&)>& tell) {
+    for (const osm3d::Texture* texture : scene.textures) {
+        const auto* bitmap = dynamic_cast<const osm3d::TextureBitmapFile*>(texture);
+        if (!bitmap || !bitmap->GetFileData().empty()) continue;
+        std::error_code error;
+        if (!std::filesystem::is_regular_file(bitmap->GetFileName(), error))
+            tell(fmt::format("image \"{}\" is not there: its meshes draw untextured", bitmap->GetFileName()));
+    }
+}
+
+}  // namespace
+
+void Info(const std::string& file, bool json) {
+    const Envelope envelope = ReadEnvelope(file);
+    const ChunkTree tree = ReadChunkTree(envelope);
+    Print(json ? TreeAsJson(file, envelope, tree) : TreeAsText(file, envelope, tree));
+}
+
+bool Check(const std::string& file) {
+    const Envelope envelope = ReadEnvelope(file);
+    const ChunkTree tree = ReadChunkTree(envelope);
+    bool sound = true;
+    auto tell = [&](const std::string& line) {
+        Print(fmt::format("{}: {}\n", file, line));
+        sound = false;
+    };
+    for (const Fault& fault : tree.faults) tell(fmt::format("at byte {}: {}", fault.offset, fault.what));
+    osmio::ObjectGraph graph;
+    osm3d::SceneHierarchy* scene = nullptr;
+    std::string reason;
+    if (osm3d::LoadSceneFile(file, graph, scene, reason))
+        FindMissingImages(*scene, tell);
+    else
+        tell(reason);
+    if (sound) Print(fmt::format("{}: sound\n", file));
+    return sound;
+}
+
+void Pack(const std::string& in, const std::string& out, bool embed) {
+    Envelope envelope = ReadEnvelope(in);
+    const ChunkTree tree = ReadChunkTree(envelope);
+    if (!tree.faults.empty())
+        throw cli::Error(fmt::format("{}: is damaged and is not packed: {} (om2 check tells more)", in,
+                                     tree.faults.front().what));
+    if (HasNamedFiles(tree.root)) {
+        if (!embed)
+            throw cli::Error(
+                fmt::format("{}: names image files, which the packed form cannot carry: use --embed to "
+                            "take the images in",
+                            in));
+        osmio::ObjectGraph graph;
+        osm3d::SceneHierarchy* scene = LoadScene(in, graph);
+        for (const auto& object : graph.Objects()) {
+            auto* texture = dynamic_cast<osm3d::TextureBitmapFile*>(object.get());
+            if (texture && !texture->Embed())
+                throw cli::Error(fmt::format("{}: image \"{}\" cannot be read to be embedded", in,
+                                             texture->GetFileName()));
+        }
+        WriteScene(out, *scene);
+        try {
+            envelope = ReadEnvelope(out);
+        } catch (const cli::Error&) {
+            std::filesystem::remove(out);
+            throw;
+        }
+    }
+    WriteWhole(out, MakeEnvelope(Form::Packed, envelope.objects));
+}
+
+void Unpack(const std::string& in, const std::string& out) {
+    const Envelope envelope = ReadEnvelope(in);
+    if (envelope.form == Form::Packed && HasNamedFiles(ReadChunkTree(envelope).root))
+        throw cli::Error(
+            fmt::format("{}: names image files in a form that readers cannot follow; it cannot be "
+                        "unpacked",
+                        in));
+    WriteWhole(out, MakeEnvelope(Form::Plain, envelope.objects));
+}
+
+void Import(const ImportOptions& options) {
+    const Model model = ReadModel(options.model, options.texture);
+    const std::unique_ptr<osm3d::SceneHierarchy> scene =
+        BuildScene(model, {options.embed, options.frames_per_second});
+    std::string reason;
+    if (!osm3d::ValidateScene(*scene, reason))
+        throw cli::Error(fmt::format("{}: makes a scene that cannot be played: {}", options.model, reason));
+    WriteScene(options.out, *scene);
+    std::size_t vertices = 0, triangles = 0;
+    for (const ModelMesh& mesh : model.meshes) {
+        vertices += mesh.positions.size();
+        triangles += mesh.triangles.size();
+    }
+    std::string summary =
+        fmt::format("{}: {} meshes, {} vertices, {} triangles, {} materials, {} images", options.out,
+                    model.meshes.size(), vertices, triangles, model.materials.size(), model.images.size());
+    if (model.length > 0) summary += fmt::format(", {:.2f} s of motion", model.length / kKeyUnitsPerSecond);
+    Print(summary + "\n");
+    for (const std::string& note : model.notes) Print(fmt::format("  {}\n", note));
+}
+
+}  // namespace tools
