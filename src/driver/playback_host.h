@@ -30,6 +30,9 @@ class PlaybackHost {
 
     bool IsStarted() const { return started; }
 
+    /// The render device between Start and Stop, for a host that reads pictures back.
+    Context* GetContext() const { return context; }
+
   private:
     u32 width = 0;
     u32 height = 0;
