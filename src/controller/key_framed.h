@@ -69,8 +69,8 @@ class Linear : public KeyFramed<T> {
 
     u32 GetKeyCount() override { return static_cast<u32>(keys.size()); }
     Key<T>* GetKey(u32 index) override { return &keys[index]; }
-    void SetKeyCount(u32 count) override { keys.resize(count); }
-    void AddKey(const Key<T>& key) override { keys.emplace_back(key.time, key.GetValue()); }
+    void SetKeyCount(u32 count) override;
+    void AddKey(const Key<T>& key) override;
 
     std::vector<LinearKey<T>> keys;
 };

@@ -10,7 +10,7 @@ namespace osm3d::controller {
 /// Operators on operators, at most.
 inline constexpr u32 kMaxOperatorDepth = 32;
 
-/// Whether Update may be called: keys are there and in order, a multiplication has both operands, a
+/// Whether Update may be called: keys are there, a multiplication has both operands, a
 /// conversion its source, and operators neither go in a circle nor nest deeper than kMaxOperatorDepth.
 /// Otherwise `reason` says in one line why not. A null `subject` is valid. Takes time proportional to the
 /// keys.

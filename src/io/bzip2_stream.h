@@ -37,8 +37,8 @@ class InStreamBzip2 : public InStreamComposite {
 /// magic, the sizes, the data. Nothing is written if the target is not open then.
 class OutStreamBzip2 : public OutStreamComposite {
   public:
-    /// With `ownsTarget` the destructor deletes `target` at its end.
-    OutStreamBzip2(OutStream* target, bool ownsTarget);
+    /// With `owns` the destructor deletes `out` at its end.
+    OutStreamBzip2(OutStream* out, bool owns);
     ~OutStreamBzip2() override;
 
     bool IsOpen() override { return target->IsOpen(); }

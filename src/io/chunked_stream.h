@@ -106,6 +106,10 @@ class InStreamChunked : public InStreamComposite {
     /// refused, a class that nobody knows, or an end too early. Empty when all is well.
     std::string GetError();
 
+    /// Keeps `reason`, with the chunk and the position it came from, for GetError if it is the first, without
+    /// failing the stream.
+    void Note(const std::string& reason);
+
     /// Hands over all objects made so far. Objects in them refer to each other: take it once, after reading.
     ObjectGraph TakeGraph();
 
@@ -119,7 +123,6 @@ class InStreamChunked : public InStreamComposite {
     };
 
     Serializable* ReadBody(i32 offset);
-    void Note(const std::string& reason);
 
     /// Indexed by id.
     std::vector<Serializable*> objects;

@@ -10,8 +10,8 @@ namespace osmio {
 /// Forwards every operation to the stream below.
 class InStreamComposite : public InStream {
   public:
-    /// With `ownsInner` the destructor deletes `inner`.
-    InStreamComposite(InStream* inner, bool ownsInner) : inner(inner), ownsInner(ownsInner) {}
+    /// With `owns` the destructor deletes `below`.
+    InStreamComposite(InStream* below, bool owns) : inner(below), ownsInner(owns) {}
     ~InStreamComposite() override;
 
     Serializable* ReadObject() override { return inner->ReadObject(); }
@@ -49,8 +49,8 @@ class InStreamComposite : public InStream {
 /// Forwards every operation to the stream below, except BeginChunk, which does nothing.
 class OutStreamComposite : public OutStream {
   public:
-    /// With `ownsInner` the destructor deletes `inner`.
-    OutStreamComposite(OutStream* inner, bool ownsInner) : inner(inner), ownsInner(ownsInner) {}
+    /// With `owns` the destructor deletes `below`.
+    OutStreamComposite(OutStream* below, bool owns) : inner(below), ownsInner(owns) {}
     ~OutStreamComposite() override;
 
     void WriteObject(Serializable* object) override { inner->WriteObject(object); }

@@ -1,0 +1,15 @@
+// What each operating system supplies below system.h.
+#pragma once
+
+#include <span>
+#include <string>
+
+#include "platform/types.h"
+
+namespace platform::detail {
+
+void SystemMessageBox(const std::string& text, const std::string& caption, u32 icon);
+void SystemDebugString(const std::string& text);
+std::span<const u8> SystemResource(u32 id);
+
+}  // namespace platform::detail

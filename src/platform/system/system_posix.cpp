@@ -1,0 +1,23 @@
+#ifndef _WIN32
+
+#include <cstdio>
+
+#include "platform/system/system_detail.h"
+
+namespace platform::detail {
+
+void SystemMessageBox(const std::string& text, const std::string& caption, u32) {
+    std::string line = caption + ": " + text;
+    for (char& character : line) {
+        if (static_cast<unsigned char>(character) < 0x20 || character == 0x7f) character = ' ';
+    }
+    std::fprintf(stderr, "%s\n", line.c_str());
+}
+
+void SystemDebugString(const std::string&) {}
+
+std::span<const u8> SystemResource(u32) { return {}; }
+
+}  // namespace platform::detail
+
+#endif

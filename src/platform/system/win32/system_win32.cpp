@@ -1,0 +1,45 @@
+#ifdef _WIN32
+
+#ifndef NOMINMAX
+#define NOMINMAX
+#endif
+#ifndef WIN32_LEAN_AND_MEAN
+#define WIN32_LEAN_AND_MEAN
+#endif
+#include <windows.h>
+
+#include "platform/system/system_detail.h"
+
+namespace platform::detail {
+namespace {
+
+/// The module that this code is linked into, which need not be the program.
+HMODULE OwnModule() {
+    HMODULE module = nullptr;
+    const DWORD flags = GET_MODULE_HANDLE_EX_FLAG_FROM_ADDRESS | GET_MODULE_HANDLE_EX_FLAG_UNCHANGED_REFCOUNT;
+    GetModuleHandleExA(flags, reinterpret_cast<LPCSTR>(&OwnModule), &module);
+    return module;
+}
+
+}  // namespace
+
+void SystemMessageBox(const std::string& text, const std::string& caption, u32 icon) {
+    MessageBoxA(nullptr, text.c_str(), caption.c_str(), icon);
+}
+
+void SystemDebugString(const std::string& text) { OutputDebugStringA(text.c_str()); }
+
+std::span<const u8> SystemResource(u32 id) {
+    HMODULE module = OwnModule();
+    HRSRC found =
+        FindResourceA(module, MAKEINTRESOURCEA(static_cast<WORD>(id)), MAKEINTRESOURCEA(10) /* raw data */);
+    if (!found) return {};
+    HGLOBAL loaded = LoadResource(module, found);
+    const void* data = loaded ? LockResource(loaded) : nullptr;
+    if (!data) return {};
+    return {static_cast<const u8*>(data), SizeofResource(module, found)};
+}
+
+}  // namespace platform::detail
+
+#endif
