@@ -52,7 +52,8 @@ EffectLibrary::EffectLibrary(const std::string& path) {
             const bool is_number = parameter.type == ParameterType::Float ||
                                    parameter.type == ParameterType::Int ||
                                    parameter.type == ParameterType::Choice;
-            if (is_number) file.ToNumber(child, "default", file.Required(child, "default"));
+            if (is_number && child.attribute("default"))
+                file.ToNumber(child, "default", parameter.default_text);
             for (const pugi::xml_node& choice : child.children("choice"))
                 parameter.choices.push_back(
                     {file.Required(choice, "value"), choice.attribute("title").as_string()});

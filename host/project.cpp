@@ -7,6 +7,7 @@
 #include <cstdlib>
 #include <filesystem>
 #include <set>
+#include <sstream>
 #include <utility>
 
 namespace host {
@@ -161,9 +162,11 @@ const DataItem* Project::FindData(const std::string& name) const {
     return nullptr;
 }
 
-Project ReadProject(const std::string& path, const EffectLibrary& library) {
+namespace {
+
+Project BuildProject(std::unique_ptr<XmlFile> xml, const EffectLibrary& library) {
     Project project;
-    project.file = std::make_unique<XmlFile>(path, "project");
+    project.file = std::move(xml);
     const XmlFile& file = *project.file;
     const pugi::xml_node root = file.Root();
     file.Expect(root, "width height fps length background", "data layer");
@@ -174,7 +177,7 @@ Project ReadProject(const std::string& path, const EffectLibrary& library) {
         file.Fail(root, "fps must lie between 1 and 1000");
     ReadBackground(file, root, project.background);
 
-    const std::filesystem::path folder = std::filesystem::path(path).parent_path();
+    const std::filesystem::path folder = std::filesystem::path(file.Path()).parent_path();
     for (const pugi::xml_node& list : root.children("data")) {
         file.Expect(list, "", "scene bitmap");
         for (const pugi::xml_node& node : list.children()) {
@@ -198,6 +201,34 @@ Project ReadProject(const std::string& path, const EffectLibrary& library) {
     if (project.length <= 0 || project.length > kMaxLength)
         file.Fail(root, "nothing to show: no clip ends after 0, and length is not above 0");
     return project;
+}
+
+}  // namespace
+
+Project ReadProject(const std::string& path, const EffectLibrary& library) {
+    return BuildProject(std::make_unique<XmlFile>(path, "project"), library);
+}
+
+Project SceneProject(const std::string& path, double time, int camera, const EffectLibrary& library) {
+    pugi::xml_document document;
+    pugi::xml_node root = document.append_child("project");
+    pugi::xml_node scene = root.append_child("data").append_child("scene");
+    scene.append_attribute("name") = "scene";
+    scene.append_attribute("file") = std::filesystem::absolute(path).c_str();
+    pugi::xml_node clip = root.append_child("layer").append_child("clip");
+    clip.append_attribute("effect") = "fx_simple_scene";
+    clip.append_attribute("length") = 1;
+    auto set = [&](const char* name, const std::string& value) {
+        pugi::xml_node controler = clip.append_child("controler");
+        controler.append_attribute("name") = name;
+        controler.append_attribute("value") = value.c_str();
+    };
+    set("scene", "scene");
+    if (camera >= 0) set("camera", std::to_string(camera));
+    set("time", fmt::format("{}", time / 100));
+    std::ostringstream text;
+    document.save(text);
+    return BuildProject(std::make_unique<XmlFile>(path, text.str(), "project"), library);
 }
 
 }  // namespace host

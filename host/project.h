@@ -64,4 +64,8 @@ struct Project {
 // expected.
 Project ReadProject(const std::string& path, const EffectLibrary& library);
 
+// A project of one clip that shows the scene file `path` at `time` (in its own key units). `camera` below 0:
+// the scene's own current camera.
+Project SceneProject(const std::string& path, double time, int camera, const EffectLibrary& library);
+
 }  // namespace host

@@ -20,7 +20,9 @@ ProjectNode::ProjectNode(const pugi::xml_node& node) : node_(node), name_(node.n
 }
 
 ProjectController::ProjectController(const Parameter& parameter) : parameter_(parameter) {
-    type = static_cast<i32>(parameter.type);
+    const bool is_number = parameter.type != ParameterType::Object && parameter.type != ParameterType::String;
+    // The module passes a controller without a type over, so that the effect keeps what it has.
+    if (!is_number || !parameter.default_text.empty()) type = static_cast<i32>(parameter.type);
     number_ = std::atof(parameter.default_text.c_str());
     if (parameter.type == ParameterType::String) value_.text = parameter.default_text;
 }
@@ -40,6 +42,7 @@ void ProjectController::Load(osm3d::HostNode* node, void* context) {
     const auto& clip = *static_cast<const ClipContext*>(context);
     value_ = ReadParameterValue(*clip.file, static_cast<ProjectNode*>(node)->Xml(), parameter_);
     length_ = clip.length;
+    type = static_cast<i32>(parameter_.type);
     if (parameter_.type == ParameterType::Object) {
         object_ = value_.text.empty() ? nullptr : clip.find_data(value_.text);
     } else if (value_.IsAnimated()) {
@@ -55,9 +58,7 @@ ProjectControllerFactory::ProjectControllerFactory(const EffectLibrary& library)
 }
 
 osm3d::HostController* ProjectControllerFactory::CreateController(osm3d::HostNode*) {
-    auto* controller = new ProjectController(NoParameter());
-    controller->type = -1;
-    return controller;
+    return new ProjectController(NoParameter());
 }
 
 osm3d::HostController* ProjectControllerFactory::CreateController(

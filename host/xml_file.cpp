@@ -30,6 +30,14 @@ XmlFile::XmlFile(const std::string& path, const std::string& root) : path_(path)
     std::string text{std::istreambuf_iterator<char>(in), {}};
     if (in.bad() || (text.empty() && !in.eof()))
         throw cli::Error(fmt::format("{}: cannot be read; a file is expected", path));
+    Parse(text, root);
+}
+
+XmlFile::XmlFile(const std::string& name, const std::string& text, const std::string& root) : path_(name) {
+    Parse(text, root);
+}
+
+void XmlFile::Parse(const std::string& text, const std::string& root) {
     line_starts_.push_back(0);
     for (std::size_t i = 0; i < text.size(); ++i)
         if (text[i] == '\n') line_starts_.push_back(i + 1);

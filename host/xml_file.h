@@ -13,6 +13,8 @@ class XmlFile {
     // Reads and parses `path`. Throws cli::Error with file, line and reason when it cannot be read or is not
     // XML, or when its top element is not named `root`.
     XmlFile(const std::string& path, const std::string& root);
+    // The same from `text`, called `name` in messages.
+    XmlFile(const std::string& name, const std::string& text, const std::string& root);
 
     const std::string& Path() const { return path_; }
     pugi::xml_node Root() const { return document_.document_element(); }
@@ -33,6 +35,7 @@ class XmlFile {
     void Expect(const pugi::xml_node& node, const char* attributes, const char* children) const;
 
   private:
+    void Parse(const std::string& text, const std::string& root);
     std::string Place(std::ptrdiff_t offset) const;
 
     std::string path_;

@@ -1,0 +1,176 @@
+#include "commands.h"
+
+#include <fmt/format.h>
+#include <unistd.h>
+
+#include <chrono>
+#include <cstdio>
+#include <filesystem>
+#include <memory>
+
+#include "cli/error.h"
+#include "effect_library.h"
+#include "module.h"
+#include "player.h"
+#include "png_file.h"
+#include "project.h"
+
+namespace host {
+namespace {
+
+namespace fs = std::filesystem;
+
+std::string LibraryPath(const Common& common) {
+    return common.library.empty() ? (fs::path(ProgramFolder()) / "libfx.xml").string() : common.library;
+}
+std::string ModulePath(const Common& common) {
+    return common.module.empty() ? (fs::path(ProgramFolder()) / "osmDriver.so").string() : common.module;
+}
+
+void RequireFile(const std::string& path) {
+    std::error_code error;
+    if (!fs::exists(path, error)) throw cli::Error(fmt::format("{}: no such file", path));
+    if (!fs::is_regular_file(path, error)) throw cli::Error(fmt::format("{}: is not a file", path));
+    if (fs::file_size(path, error) == 0) throw cli::Error(fmt::format("{}: is empty", path));
+}
+
+// Flat effects lay out their quads in pixels of a 640 x 480 picture, whatever the target's size.
+void WarnOfSize(const Project& project, unsigned width, unsigned height) {
+    if (width == 640 && height == 480) return;
+    for (const auto& layer : project.layers)
+        for (const Clip& clip : layer)
+            if (clip.effect->name != "fx_simple_scene") {
+                std::fprintf(
+                    stderr,
+                    "osmplay: %s: %s covers 640x480 pixels of the %ux%u picture: flat effects do not scale\n",
+                    clip.place.c_str(), clip.effect->name.c_str(), width, height);
+                return;
+            }
+}
+
+// One line on a terminal, rewritten as the work goes on; nothing when the output is piped.
+class Progress {
+  public:
+    explicit Progress(std::size_t count) : count_(count), shown_(::isatty(STDERR_FILENO) != 0) {}
+    ~Progress() {
+        if (shown_) std::fputs("\r\x1b[K", stderr);
+    }
+    void Step() {
+        ++done_;
+        if (!shown_) return;
+        const double seconds = Seconds();
+        const double rate = seconds > 0 ? static_cast<double>(done_) / seconds : 0;
+        const double left = rate > 0 ? static_cast<double>(count_ - done_) / rate : 0;
+        std::fputs(
+            fmt::format("\r{} of {} frames, {:.1f} a second, {:.0f} s left\x1b[K", done_, count_, rate, left)
+                .c_str(),
+            stderr);
+    }
+    double Seconds() const {
+        return std::chrono::duration<double>(std::chrono::steady_clock::now() - start_).count();
+    }
+
+  private:
+    std::size_t count_, done_ = 0;
+    bool shown_;
+    std::chrono::steady_clock::time_point start_ = std::chrono::steady_clock::now();
+};
+
+}  // namespace
+
+Size ParseSize(const std::string& text) {
+    Size size;
+    int end = 0;
+    if (std::sscanf(text.c_str(), "%ux%u%n", &size.width, &size.height, &end) != 2 ||
+        static_cast<std::size_t>(end) != text.size() || text.find('-') != text.npos || size.width < 1 ||
+        size.height < 1 || size.width > 8192 || size.height > 8192)
+        throw cli::Error(fmt::format("--size {}: a size is WIDTHxHEIGHT, each from 1 to 8192", text));
+    return size;
+}
+
+Range ParseRange(const std::string& text, std::size_t count) {
+    Range range{0, count};
+    if (text.empty()) return range;
+    const std::size_t colon = text.find(':');
+    const auto number = [&](const std::string& part, std::size_t fallback) -> std::size_t {
+        if (part.empty()) return fallback;
+        if (part.size() > 9 || part.find_first_not_of("0123456789") != part.npos)
+            throw cli::Error(fmt::format("--frames {}: a range is A:B, in frames", text));
+        return std::stoul(part);
+    };
+    if (colon == text.npos) throw cli::Error(fmt::format("--frames {}: a range is A:B, in frames", text));
+    range.first = number(text.substr(0, colon), 0);
+    range.end = number(text.substr(colon + 1), count);
+    if (range.first >= range.end || range.end > count)
+        throw cli::Error(fmt::format("--frames {}: the project has frames 0 to {}", text, count - 1));
+    return range;
+}
+
+void Still(const Common& common, const StillOptions& options) {
+    RequireFile(options.in);
+    const EffectLibrary library(LibraryPath(common));
+    const bool is_scene = fs::path(options.in).extension() == ".om2";
+    if (!is_scene && fs::path(options.in).extension() != ".xml")
+        throw cli::Error(fmt::format("{}: is neither a scene (.om2) nor a project (.xml)", options.in));
+    const Project project = is_scene ? SceneProject(options.in, options.time, options.camera, library)
+                                     : ReadProject(options.in, library);
+    const Size size = options.size.value_or(Size{project.width, project.height});
+    WarnOfSize(project, size.width, size.height);
+    Module module(ModulePath(common));
+    Player player(module, project, library, size.width, size.height);
+    player.Draw(is_scene ? 0 : options.time);
+    WritePng(options.out, player.Grab());
+}
+
+void Render(const Common& common, const RenderOptions& options) {
+    RequireFile(options.in);
+    const EffectLibrary library(LibraryPath(common));
+    Project project = ReadProject(options.in, library);
+    if (options.frames_per_second > 0) project.frames_per_second = options.frames_per_second;
+    const Range range = ParseRange(options.frames, project.FrameCount());
+    const Size size = options.size.value_or(Size{project.width, project.height});
+    WarnOfSize(project, size.width, size.height);
+    std::error_code error;
+    fs::create_directories(options.out, error);
+    if (!fs::is_directory(options.out, error))
+        throw cli::Error(fmt::format("{}: cannot be made as a folder for the frames", options.out));
+    Module module(ModulePath(common));
+    Player player(module, project, library, size.width, size.height);
+    std::size_t empty = 0;
+    const std::size_t count = range.end - range.first;
+    double seconds = 0;
+    {
+        Progress progress(count);
+        for (std::size_t frame = range.first; frame < range.end; ++frame) {
+            const double time = static_cast<double>(frame) / project.frames_per_second;
+            player.Draw(time);
+            if (!player.HasPicture(time)) ++empty;
+            WritePng((fs::path(options.out) / fmt::format("frame_{:06}.png", frame)).string(), player.Grab());
+            progress.Step();
+        }
+        seconds = progress.Seconds();
+    }
+    fmt::print("{}: {} frames of {}x{}, {:.1f} a second\n", options.out, count, size.width, size.height,
+               seconds > 0 ? static_cast<double>(count) / seconds : 0);
+    if (empty > 0) fmt::print("  {} of them show no clip, and so the module's empty frame\n", empty);
+}
+
+void Effects(const Common& common) {
+    const EffectLibrary library(LibraryPath(common));
+    Module module(ModulePath(common));
+    for (const EffectEntry& effect : library.Effects()) {
+        const std::unique_ptr<osm3d::Effect> made(module.Driver().CreateEffect(effect.name));
+        fmt::print("{}: {} ({}). {}{}\n", effect.name, effect.title, effect.role, effect.description,
+                   made ? "" : " [not in this version of the module]");
+        for (std::size_t i = 0; i < effect.parameters.size(); ++i) {
+            const Parameter& parameter = effect.parameters[i];
+            std::string line = fmt::format("  {}  {:<12} {:<7}", i, parameter.name, TypeName(parameter.type));
+            if (!parameter.default_text.empty()) line += fmt::format(" = {}", parameter.default_text);
+            fmt::print("{:<34} {}\n", line, parameter.description);
+            for (const Choice& choice : parameter.choices)
+                fmt::print("{:<34}   {} {}\n", "", choice.value, choice.title);
+        }
+    }
+}
+
+}  // namespace host

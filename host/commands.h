@@ -1,0 +1,47 @@
+// The commands of osmplay. Each throws cli::Error with one line for a person when it cannot do what was
+// asked.
+#pragma once
+
+#include <optional>
+#include <string>
+
+namespace host {
+
+struct Size {
+    unsigned width = 0, height = 0;
+};
+
+// "640x480". Throws cli::Error for anything else or a side outside 1 to 8192.
+Size ParseSize(const std::string& text);
+
+struct Range {
+    std::size_t first = 0, end = 0;
+};
+// "A:B", frames from A up to, not including, B; either may be left out. Throws cli::Error when it is no range
+// within `count` frames.
+Range ParseRange(const std::string& text, std::size_t count);
+
+struct Common {
+    std::string module, library;  // paths; empty: beside the program
+};
+
+struct StillOptions {
+    std::string in, out;
+    double time = 0;  // a scene file's in key units, a project's in seconds
+    int camera = -1;  // below 0: the scene's own
+    std::optional<Size> size;
+};
+void Still(const Common& common, const StillOptions& options);
+
+struct RenderOptions {
+    std::string in, out;
+    double frames_per_second = 0;  // 0: the project's
+    std::optional<Size> size;
+    std::string frames;  // empty: all
+};
+void Render(const Common& common, const RenderOptions& options);
+
+// Prints the effects and their parameters by position.
+void Effects(const Common& common);
+
+}  // namespace host

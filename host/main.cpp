@@ -1,0 +1,56 @@
+// osmplay: a host for the module. Renders scenes and projects.
+#include <CLI/CLI.hpp>
+#include <cstdio>
+#include <exception>
+#include <string>
+
+#include "commands.h"
+
+int main(int argc, char** argv) {
+    CLI::App app{"Renders .om2 scenes and projects through the osmDriver module", "osmplay"};
+    app.require_subcommand(1);
+
+    host::Common common;
+    app.add_option("--module", common.module, "the module; else osmDriver.so beside this program");
+    app.add_option("--library", common.library, "the effect library; else libfx.xml beside this program");
+    app.fallthrough();
+
+    std::string size;
+    host::StillOptions still;
+    CLI::App* still_command = app.add_subcommand("still", "one picture of a scene or a project");
+    still_command->add_option("FILE", still.in, "a scene (.om2) or a project (.xml)")->required();
+    still_command->add_option("-o,--output", still.out, "the .png file")->required();
+    still_command->add_option("--time", still.time,
+                              "a scene's time in its key units, a project's in seconds");
+    still_command->add_option("--camera", still.camera, "which of the scene's cameras; else its own")
+        ->check(CLI::NonNegativeNumber);
+    still_command->add_option("--size", size, "WIDTHxHEIGHT; else the project's, or 640x480");
+
+    host::RenderOptions render;
+    CLI::App* render_command = app.add_subcommand("render", "every frame of a project as a picture");
+    render_command->add_option("PROJECT", render.in, "the project (.xml)")->required();
+    render_command->add_option("-o,--output", render.out, "the folder for the .png files")->required();
+    render_command->add_option("--fps", render.frames_per_second, "frames a second; else the project's")
+        ->check(CLI::Range(1.0, 1000.0));
+    render_command->add_option("--frames", render.frames, "A:B, the frames from A up to, not including, B");
+    render_command->add_option("--size", size, "WIDTHxHEIGHT; else the project's");
+
+    CLI::App* effects_command = app.add_subcommand("effects", "the effects and their parameters by position");
+
+    try {
+        app.parse(argc, argv);
+    } catch (const CLI::ParseError& error) {
+        return app.exit(error) == 0 ? 0 : 2;
+    }
+    try {
+        if (!size.empty()) still.size = render.size = host::ParseSize(size);
+        if (*still_command) host::Still(common, still);
+        if (*render_command) host::Render(common, render);
+        if (*effects_command) host::Effects(common);
+    } catch (const std::exception& error) {
+        std::fflush(stdout);
+        std::fprintf(stderr, "osmplay: %s\n", error.what());
+        return 1;
+    }
+    return 0;
+}
