@@ -57,6 +57,11 @@ class HierarchyNode : public Animatable, public Transformation {
     ControllerTransformation* transform = nullptr;
     matrix localMatrix = kMatrixIdentity;
     matrix worldMatrix = kMatrixIdentity;
+
+  private:
+    friend bool ValidateTree(const HierarchyNode* root, std::string& reason);
+    bool ValidateOwn(std::string& reason) const;
+    bool ValidateTargets(std::string& reason) const;
 };
 
 /// Whether the nodes below `root` make a tree (no node null, none twice, none deeper than kMaxTreeDepth) and
