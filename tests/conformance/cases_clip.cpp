@@ -41,8 +41,8 @@ void ViewportDepth(Canvas& c) {
     for (int i = 0; i < 4; ++i) {
         c.Viewport(0, 0, 64, 64, ranges[i][0], ranges[i][1]);
         c.Draw(D3DPT_TRIANGLELIST, CornerRect(kObject, {2, F(i * 16 + 1), 62, F(i * 16 + 13)}, 0.7f));
-        // Left out: pre-transformed vertices under another range than 0 to 1. Their depth is published as final,
-        // yet Wine moves it into the range.
+        // Left out: pre-transformed vertices under another range than 0 to 1. Their depth is published as
+        // final, yet Wine moves it into the range.
     }
 }
 

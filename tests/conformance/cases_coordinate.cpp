@@ -23,8 +23,10 @@ void SetUp(Canvas& c) {
 // A matrix whose every element does something different to the coordinates.
 D3DMATRIX Skewed() {
     D3DMATRIX m = Identity();
-    const float values[4][4] = {
-        {0.9f, 0.2f, 0.1f, 0.15f}, {-0.3f, 0.8f, 0.2f, 0.1f}, {0.11f, 0.37f, 0.9f, 0.2f}, {0.07f, 0.43f, 0.3f, 0.8f}};
+    const float values[4][4] = {{0.9f, 0.2f, 0.1f, 0.15f},
+                                {-0.3f, 0.8f, 0.2f, 0.1f},
+                                {0.11f, 0.37f, 0.9f, 0.2f},
+                                {0.07f, 0.43f, 0.3f, 0.8f}};
     for (int row = 0; row < 4; ++row) {
         for (int column = 0; column < 4; ++column) {
             m.m[row][column] = values[row][column];
@@ -202,7 +204,8 @@ void GeneratedWithIndex(Canvas& c) {
 D3DCOLOR FaceColor(UINT face, UINT x, UINT y, UINT size) {
     const D3DCOLOR colors[6] = {0xff800000, 0xff008000, 0xff000080, 0xff808000, 0xff800080, 0xff008080};
     const UINT step = 120 / size;
-    return colors[face] + ((x * step) << 16) + ((y * step) << 8) + (x < size / 4 && y < size / 4 ? 0x70u : 0u);
+    return colors[face] + ((x * step) << 16) + ((y * step) << 8) +
+           (x < size / 4 && y < size / 4 ? 0x70u : 0u);
 }
 
 IDirect3DCubeTexture9* Cube(Canvas& c, UINT size) {
@@ -216,8 +219,9 @@ IDirect3DCubeTexture9* Cube(Canvas& c, UINT size) {
         c.Check(cube->LockRect(static_cast<D3DCUBEMAP_FACES>(face), 0, &locked, nullptr, 0));
         for (UINT y = 0; y < size; ++y) {
             for (UINT x = 0; x < size; ++x) {
-                EncodeTexel(D3DFMT_A8R8G8B8, FaceColor(face, x, y, size),
-                            static_cast<BYTE*>(locked.pBits) + static_cast<size_t>(locked.Pitch) * y + x * 4u);
+                EncodeTexel(
+                    D3DFMT_A8R8G8B8, FaceColor(face, x, y, size),
+                    static_cast<BYTE*>(locked.pBits) + static_cast<size_t>(locked.Pitch) * y + x * 4u);
             }
         }
         c.Check(cube->UnlockRect(static_cast<D3DCUBEMAP_FACES>(face), 0));
@@ -232,7 +236,8 @@ void ClampCube(Canvas& c, DWORD filter) {
     c.Samp(0, D3DSAMP_ADDRESSW, D3DTADDRESS_CLAMP);
 }
 
-// All directions: longitude across, latitude down, as three-coordinate vertices. Every face is seen, up to its edges.
+// All directions: longitude across, latitude down, as three-coordinate vertices. Every face is seen, up to
+// its edges.
 void Panorama(Canvas& c, float left, float top, float w, float h) {
     constexpr int kColumns = 24;
     constexpr int kRows = 12;
@@ -241,7 +246,8 @@ void Panorama(Canvas& c, float left, float top, float w, float h) {
         const float longitude = 6.2831853f * F(column) / F(kColumns);
         const float latitude = 3.1415927f * F(row) / F(kRows);
         mesh.V(left + w * F(column) / F(kColumns), top + h * F(row) / F(kRows), 0.5f, 1.0f,
-               std::sin(latitude) * std::sin(longitude), std::cos(latitude), std::sin(latitude) * std::cos(longitude));
+               std::sin(latitude) * std::sin(longitude), std::cos(latitude),
+               std::sin(latitude) * std::cos(longitude));
     };
     for (int row = 0; row < kRows; ++row) {
         for (int column = 0; column < kColumns; ++column) {
@@ -285,10 +291,11 @@ void CubeNormal(Canvas& c) { CubeGenerated(c, D3DTSS_TCI_CAMERASPACENORMAL); }
 void CubeUpdateAndLevels(Canvas& c) {
     c.Fill(0xff202020);
     IDirect3DCubeTexture9* cube = nullptr;
-    c.Check(c.device->CreateCubeTexture(16, 0, D3DUSAGE_AUTOGENMIPMAP, D3DFMT_A8R8G8B8, D3DPOOL_DEFAULT, &cube,
-                                        nullptr));
+    c.Check(c.device->CreateCubeTexture(16, 0, D3DUSAGE_AUTOGENMIPMAP, D3DFMT_A8R8G8B8, D3DPOOL_DEFAULT,
+                                        &cube, nullptr));
     IDirect3DSurface9* plain = nullptr;
-    c.Check(c.device->CreateOffscreenPlainSurface(16, 16, D3DFMT_A8R8G8B8, D3DPOOL_SYSTEMMEM, &plain, nullptr));
+    c.Check(
+        c.device->CreateOffscreenPlainSurface(16, 16, D3DFMT_A8R8G8B8, D3DPOOL_SYSTEMMEM, &plain, nullptr));
     if (c.Keep(cube) == nullptr || c.Keep(plain) == nullptr) {
         return;
     }
@@ -297,8 +304,9 @@ void CubeUpdateAndLevels(Canvas& c) {
         c.Check(plain->LockRect(&locked, nullptr, 0));
         for (UINT y = 0; y < 16; ++y) {
             for (UINT x = 0; x < 16; ++x) {
-                EncodeTexel(D3DFMT_A8R8G8B8, FaceColor(face, x, y, 16),
-                            static_cast<BYTE*>(locked.pBits) + static_cast<size_t>(locked.Pitch) * y + x * 4u);
+                EncodeTexel(
+                    D3DFMT_A8R8G8B8, FaceColor(face, x, y, 16),
+                    static_cast<BYTE*>(locked.pBits) + static_cast<size_t>(locked.Pitch) * y + x * 4u);
             }
         }
         c.Check(plain->UnlockRect());

@@ -25,11 +25,13 @@ void ShowFormats(Canvas& c, std::initializer_list<D3DFORMAT> formats) {
 }
 
 void Formats32(Canvas& c) { ShowFormats(c, {D3DFMT_A8R8G8B8, D3DFMT_X8R8G8B8}); }
-void Formats16(Canvas& c) { ShowFormats(c, {D3DFMT_R5G6B5, D3DFMT_X1R5G5B5, D3DFMT_A1R5G5B5, D3DFMT_A4R4G4B4}); }
+void Formats16(Canvas& c) {
+    ShowFormats(c, {D3DFMT_R5G6B5, D3DFMT_X1R5G5B5, D3DFMT_A1R5G5B5, D3DFMT_A4R4G4B4});
+}
 void FormatsLuminance(Canvas& c) { ShowFormats(c, {D3DFMT_L8, D3DFMT_A8, D3DFMT_A8L8}); }
 
-// Blocks of a DXT format: eight bytes of alpha (where the format has it), two 5-6-5 colours, sixteen indices. The
-// bytes follow no picture, so that every index and both orders of the end values occur.
+// Blocks of a DXT format: eight bytes of alpha (where the format has it), two 5-6-5 colours, sixteen indices.
+// The bytes follow no picture, so that every index and both orders of the end values occur.
 std::vector<BYTE> Blocks(UINT count, bool alpha, UINT seed) {
     std::vector<BYTE> bytes;
     UINT state = seed;
@@ -110,8 +112,9 @@ void DxtLevels(Canvas& c) {
         c.Filter(0, D3DTEXF_POINT, D3DTEXF_POINT, D3DTEXF_POINT);
         for (int level = 0; level < 6; ++level) {
             c.Samp(0, D3DSAMP_MAXMIPLEVEL, static_cast<DWORD>(level));
-            c.TexturedRect({F(level * 20) + 1.5f, F(row * 20) + 1.5f, F(level * 20) + 17.5f, F(row * 20) + 17.5f},
-                           {0, 0, 0.5f, 0.5f});
+            c.TexturedRect(
+                {F(level * 20) + 1.5f, F(row * 20) + 1.5f, F(level * 20) + 17.5f, F(row * 20) + 17.5f},
+                {0, 0, 0.5f, 0.5f});
         }
     }
 }
@@ -119,8 +122,8 @@ void DxtLevels(Canvas& c) {
 // Part of a texture rewritten through a locked rectangle; the rest stays.
 void PartialLock(Canvas& c) {
     c.Fill(0xff303030);
-    IDirect3DTexture9* texture =
-        c.Texture(16, 16, 1, D3DFMT_A8R8G8B8, [](UINT x, UINT y, UINT) { return Spectrum(x, y) | 0xff000000; });
+    IDirect3DTexture9* texture = c.Texture(16, 16, 1, D3DFMT_A8R8G8B8,
+                                           [](UINT x, UINT y, UINT) { return Spectrum(x, y) | 0xff000000; });
     c.Bind(0, texture);
     c.Filter(0, D3DTEXF_POINT, D3DTEXF_POINT, D3DTEXF_NONE);
     c.TexturedRect({1.5f, 1.5f, 33.5f, 33.5f});
@@ -141,7 +144,8 @@ void PartialLock(Canvas& c) {
 void DynamicTexture(Canvas& c) {
     c.Fill(0xff303030);
     IDirect3DTexture9* texture = nullptr;
-    c.Check(c.device->CreateTexture(8, 8, 1, D3DUSAGE_DYNAMIC, D3DFMT_A8R8G8B8, D3DPOOL_DEFAULT, &texture, nullptr));
+    c.Check(c.device->CreateTexture(8, 8, 1, D3DUSAGE_DYNAMIC, D3DFMT_A8R8G8B8, D3DPOOL_DEFAULT, &texture,
+                                    nullptr));
     if (c.Keep(texture) == nullptr) {
         return;
     }
@@ -152,8 +156,9 @@ void DynamicTexture(Canvas& c) {
         c.Check(texture->LockRect(0, &locked, nullptr, D3DLOCK_DISCARD));
         for (UINT y = 0; y < 8; ++y) {
             for (UINT x = 0; x < 8; ++x) {
-                EncodeTexel(D3DFMT_A8R8G8B8, 0xff000000 | (x * 30 << (pass * 8)) | (y == pass ? 0xffffff : 0),
-                            static_cast<BYTE*>(locked.pBits) + static_cast<size_t>(locked.Pitch) * y + x * 4u);
+                EncodeTexel(
+                    D3DFMT_A8R8G8B8, 0xff000000 | (x * 30 << (pass * 8)) | (y == pass ? 0xffffff : 0),
+                    static_cast<BYTE*>(locked.pBits) + static_cast<size_t>(locked.Pitch) * y + x * 4u);
             }
         }
         c.Check(texture->UnlockRect(0));
@@ -166,8 +171,8 @@ void DynamicTexture(Canvas& c) {
 void AutoLevels(Canvas& c) {
     c.Fill(0xff303030);
     IDirect3DTexture9* texture = nullptr;
-    c.Check(c.device->CreateTexture(32, 32, 0, D3DUSAGE_AUTOGENMIPMAP, D3DFMT_A8R8G8B8, D3DPOOL_MANAGED, &texture,
-                                    nullptr));
+    c.Check(c.device->CreateTexture(32, 32, 0, D3DUSAGE_AUTOGENMIPMAP, D3DFMT_A8R8G8B8, D3DPOOL_MANAGED,
+                                    &texture, nullptr));
     if (c.Keep(texture) == nullptr) {
         return;
     }
@@ -175,7 +180,8 @@ void AutoLevels(Canvas& c) {
     c.Check(texture->LockRect(0, &locked, nullptr, 0));
     for (UINT y = 0; y < 32; ++y) {
         for (UINT x = 0; x < 32; ++x) {
-            const D3DCOLOR color = (x < 16) == (y < 16) ? 0xffe04020 : ((x + y) % 2 == 0 ? 0xff2040e0 : 0xff60ff60);
+            const D3DCOLOR color =
+                (x < 16) == (y < 16) ? 0xffe04020 : ((x + y) % 2 == 0 ? 0xff2040e0 : 0xff60ff60);
             EncodeTexel(D3DFMT_A8R8G8B8, color,
                         static_cast<BYTE*>(locked.pBits) + static_cast<size_t>(locked.Pitch) * y + x * 4u);
         }

@@ -153,8 +153,9 @@ void EightLights(Canvas& c) {
     SetUp(c);
     for (DWORD i = 0; i < 8; ++i) {
         const float angle = F(i) * 0.785398f;
-        D3DLIGHT9 light = Point(2.5f * std::cos(angle), -0.3f, 2.5f * std::sin(angle),
-                                Color(i % 3 == 0 ? 0.9f : 0.1f, i % 3 == 1 ? 0.9f : 0.1f, i % 3 == 2 ? 0.9f : 0.1f), 3);
+        D3DLIGHT9 light =
+            Point(2.5f * std::cos(angle), -0.3f, 2.5f * std::sin(angle),
+                  Color(i % 3 == 0 ? 0.9f : 0.1f, i % 3 == 1 ? 0.9f : 0.1f, i % 3 == 2 ? 0.9f : 0.1f), 3);
         light.Attenuation1 = 0.3f;
         Use(c, i, light);
     }
@@ -260,8 +261,8 @@ void Sources(Canvas& c, DWORD fvf) {
     }
 }
 
-// What each colour of the material comes from: diffuse, ambient, specular, emissive (across); the material, the
-// first and the second vertex colour (down).
+// What each colour of the material comes from: diffuse, ambient, specular, emissive (across); the material,
+// the first and the second vertex colour (down).
 void MaterialSources(Canvas& c) { Sources(c, kColored); }
 // The same with vertices that have the first colour only, or none: the material stands in.
 void MaterialSourcesOneColor(Canvas& c) { Sources(c, D3DFVF_XYZ | D3DFVF_NORMAL | D3DFVF_DIFFUSE); }
@@ -287,7 +288,8 @@ void ColorVertex(Canvas& c) {
 // Ambient of the scene and of a light, emission; sums beyond one are cut.
 void AmbientAndEmissive(Canvas& c) {
     SetUp(c);
-    Use(c, Material(Color(0.3f, 0.3f, 0.3f, 0.25f), Color(0.5f, 1, 0.2f, 0.1f), {}, Color(0.3f, 0, 0.2f, 0.9f)));
+    Use(c,
+        Material(Color(0.3f, 0.3f, 0.3f, 0.25f), Color(0.5f, 1, 0.2f, 0.1f), {}, Color(0.3f, 0, 0.2f, 0.9f)));
     c.Rs(D3DRS_AMBIENT, 0xff804020);
     Ball(c, -1.8f, 0, 0.8f);
     D3DLIGHT9 light = Directional(0.4f, 1, -0.4f, Color(0, 0, 0));
@@ -340,7 +342,8 @@ void LightingOff(Canvas& c) {
     c.Draw(D3DPT_TRIANGLELIST, both);
 }
 
-// A light that is enabled without ever having been set is a white one along +z; one switched off gives nothing.
+// A light that is enabled without ever having been set is a white one along +z; one switched off gives
+// nothing.
 void LightEnabling(Canvas& c) {
     SetUp(c);
     c.Check(c.device->LightEnable(3, TRUE));

@@ -8,7 +8,8 @@ namespace {
 
 constexpr DWORD kScreen = D3DFVF_XYZRHW | D3DFVF_DIFFUSE;
 
-// Every source factor (across) with every destination factor (down). Colours and alphas differ in all channels.
+// Every source factor (across) with every destination factor (down). Colours and alphas differ in all
+// channels.
 void BlendFactors(Canvas& c) {
     c.Fill(0x60a05020);
     c.Rs(D3DRS_ALPHABLENDENABLE, TRUE);
@@ -55,7 +56,7 @@ void SeparateAlpha(Canvas& c) {
     c.Rs(D3DRS_ALPHABLENDENABLE, TRUE);
     c.Rs(D3DRS_SRCBLEND, D3DBLEND_SRCALPHA);
     c.Rs(D3DRS_DESTBLEND, D3DBLEND_INVSRCALPHA);
-    const DWORD factors[6] = {D3DBLEND_ZERO,      D3DBLEND_ONE,       D3DBLEND_SRCALPHA,
+    const DWORD factors[6] = {D3DBLEND_ZERO,        D3DBLEND_ONE,       D3DBLEND_SRCALPHA,
                               D3DBLEND_INVSRCALPHA, D3DBLEND_DESTALPHA, D3DBLEND_INVDESTALPHA};
     for (int dst = 0; dst < 6; ++dst) {
         for (int src = 0; src < 6; ++src) {
@@ -102,7 +103,9 @@ void AlphaTest(Canvas& c) {
             const float y = F((function - 1) * 12 + 1);
             for (int step = 0; step < 16; ++step) {
                 // 0x00, 0x11, ... and the reference itself at the ends' neighbours
-                const D3DCOLOR alpha = step == 5 ? 0x40u : step == 9 ? 0x80u : static_cast<D3DCOLOR>(step) * 0x11u;
+                const D3DCOLOR alpha = step == 5   ? 0x40u
+                                       : step == 9 ? 0x80u
+                                                   : static_cast<D3DCOLOR>(step) * 0x11u;
                 c.Rect({x + F(step * 2), y, x + F(step * 2 + 2), y + 10}, 0.5f, (alpha << 24) | 0x00ffc080);
             }
         }
@@ -153,10 +156,18 @@ void DepthWriteAndEnable(Canvas& c) {
 void DepthInterpenetration(Canvas& c) {
     c.Fill(0xff202020);
     Mesh mesh(kScreen);
-    mesh.V(4, 4, 0.1, 1, Rgba{0xffff4040}).V(60, 4, 0.9, 1, Rgba{0xffff4040}).V(4, 40, 0.1, 1, Rgba{0xffff4040});
-    mesh.V(60, 4, 0.9, 1, Rgba{0xffff4040}).V(60, 40, 0.9, 1, Rgba{0xffff4040}).V(4, 40, 0.1, 1, Rgba{0xffff4040});
-    mesh.V(4, 20, 0.8, 1, Rgba{0xff40ff40}).V(60, 20, 0.3, 1, Rgba{0xff40ff40}).V(4, 60, 0.8, 1, Rgba{0xff40ff40});
-    mesh.V(60, 20, 0.3, 1, Rgba{0xff40ff40}).V(60, 60, 0.3, 1, Rgba{0xff40ff40}).V(4, 60, 0.8, 1, Rgba{0xff40ff40});
+    mesh.V(4, 4, 0.1, 1, Rgba{0xffff4040})
+        .V(60, 4, 0.9, 1, Rgba{0xffff4040})
+        .V(4, 40, 0.1, 1, Rgba{0xffff4040});
+    mesh.V(60, 4, 0.9, 1, Rgba{0xffff4040})
+        .V(60, 40, 0.9, 1, Rgba{0xffff4040})
+        .V(4, 40, 0.1, 1, Rgba{0xffff4040});
+    mesh.V(4, 20, 0.8, 1, Rgba{0xff40ff40})
+        .V(60, 20, 0.3, 1, Rgba{0xff40ff40})
+        .V(4, 60, 0.8, 1, Rgba{0xff40ff40});
+    mesh.V(60, 20, 0.3, 1, Rgba{0xff40ff40})
+        .V(60, 60, 0.3, 1, Rgba{0xff40ff40})
+        .V(4, 60, 0.8, 1, Rgba{0xff40ff40});
     c.Draw(D3DPT_TRIANGLELIST, mesh);
 }
 

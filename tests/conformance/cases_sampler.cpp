@@ -147,7 +147,8 @@ void ShortChain(Canvas& c) {
     const float scales[4] = {1.2f, 2.2f, 4.4f, 14.0f};
     for (int i = 0; i < 4; ++i) {
         const float extent = 14.0f * scales[i] / 64.0f;
-        c.TexturedRect({F(i * 16 + 1), 1, F(i * 16 + 15), 15}, {0.01f, 0.01f, 0.01f + extent, 0.01f + extent});
+        c.TexturedRect({F(i * 16 + 1), 1, F(i * 16 + 15), 15},
+                       {0.01f, 0.01f, 0.01f + extent, 0.01f + extent});
     }
 }
 

@@ -8,8 +8,8 @@ constexpr DWORD kScreen = D3DFVF_XYZRHW | D3DFVF_DIFFUSE;
 
 // A rectangle that only touches the stencil buffer.
 void SetStencil(Canvas& c, Area area, DWORD value) {
-    const D3DRECT rect = {static_cast<LONG>(area.left), static_cast<LONG>(area.top), static_cast<LONG>(area.right),
-                          static_cast<LONG>(area.bottom)};
+    const D3DRECT rect = {static_cast<LONG>(area.left), static_cast<LONG>(area.top),
+                          static_cast<LONG>(area.right), static_cast<LONG>(area.bottom)};
     c.Check(c.device->Clear(1, &rect, D3DCLEAR_STENCIL, 0, 1.0f, value));
 }
 
@@ -35,7 +35,8 @@ void ShowStencil(Canvas& c) {
         c.Rs(D3DRS_STENCILMASK, 1u << (7 - bit));
         Mesh mesh(kScreen);
         for (UINT x = bit * 2; x < c.width; x += 16) {
-            AddRect(mesh, {F(x), 0, F(x + 2), F(c.height)}, 0.5f, Rgba{bit % 2 == 0 ? 0xffffe080 : 0xff80e0ff});
+            AddRect(mesh, {F(x), 0, F(x + 2), F(c.height)}, 0.5f,
+                    Rgba{bit % 2 == 0 ? 0xffffe080 : 0xff80e0ff});
         }
         c.Draw(D3DPT_TRIANGLELIST, mesh);
     }
@@ -112,8 +113,8 @@ void TwoFacedPair(Mesh& mesh, float x, float y) {
     mesh.V(x + 16, y + 10, 0.5, 1, Rgba{0xff302040});
 }
 
-// Clockwise faces take the plain states, counter-clockwise ones the CCW states; without the mode both take the
-// plain ones.
+// Clockwise faces take the plain states, counter-clockwise ones the CCW states; without the mode both take
+// the plain ones.
 void TwoSided(Canvas& c) {
     c.Fill(0xff202020);
     ResetStencil(c);

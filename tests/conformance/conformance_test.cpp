@@ -52,6 +52,36 @@ TEST(ConformanceGoldens, ShowSomethingAndBelongToACase) {
     }
 }
 
+// Published rules that the reference does not keep, so that no golden picture can show them.
+std::uint32_t DrawnPixel(void (*draw)(Canvas&)) {
+    const Case entry = {"rule", 16, 16, draw};
+    Picture picture;
+    std::string reason;
+    EXPECT_TRUE(DrawNative(entry, picture, reason)) << reason;
+    return picture.pixels.size() == 256 ? picture.At(8, 8) : 0;
+}
+
+TEST(ConformanceRules, MissingTextureReadsOpaqueWhite) {
+    EXPECT_EQ(DrawnPixel([](Canvas& c) {
+                  c.Fill(0xff202020);
+                  c.ColorOp(0, D3DTOP_SUBTRACT, D3DTA_TEXTURE, D3DTA_TFACTOR);
+                  c.AlphaOp(0, D3DTOP_SELECTARG1, D3DTA_TEXTURE);
+                  c.Rs(D3DRS_TEXTUREFACTOR, 0x40204060);
+                  c.Rect({0, 0, 16, 16}, 0.5f, 0x80808080);
+              }),
+              0xffdfbf9fu);
+}
+
+TEST(ConformanceRules, PreTransformedDepthIgnoresTheDepthRange) {
+    EXPECT_EQ(DrawnPixel([](Canvas& c) {
+                  c.Fill(0xff202020);
+                  c.Rect({0, 0, 16, 16}, 0.7f, 0xff0000ff);
+                  c.Viewport(0, 0, 16, 16, 0.5f, 1.0f);
+                  c.Rect({0, 0, 16, 16}, 0.6f, 0xffffff00);  // 0.8, were it moved into the range
+              }),
+              0xffffff00u);
+}
+
 // The judge itself: it passes what lies within an edge's width, and nothing else.
 TEST(ConformanceCompare, FindsStraysBothWays) {
     Picture golden;
