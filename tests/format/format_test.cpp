@@ -1,0 +1,653 @@
+// Scene files written from the byte layout alone, played through the module: what they show is where and what
+// the rules of the format say, and writing them again gives the same bytes.
+#include <gtest/gtest.h>
+#include <unistd.h>
+
+#include <cmath>
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <iterator>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "cli/error.h"
+#include "effect_library.h"
+#include "envelope.h"
+#include "io/open.h"
+#include "module.h"
+#include "player.h"
+#include "scene/scene_file.h"
+#include "scene/scene_hierarchy.h"
+#include "support/om2_bytes.h"
+
+namespace {
+
+using om2::File;
+using om2::Mat;
+using om2::Vec3;
+using om2::Vec4;
+namespace fs = std::filesystem;
+
+constexpr float kHalfPi = 1.57079632679f;
+
+// The camera of every scene here stands at (0, 0, 5), looks along -z and sees 90 degrees of height: at the
+// plane z = 0 a pixel of the 640 x 480 picture is 1/48 wide, and pixel (320, 240) lies on the origin.
+constexpr float kPixelsPerUnit = 48;
+
+class FormatTest : public testing::Test {
+  protected:
+    void SetUp() override {
+        folder_ = fs::temp_directory_path() / ("osm_format_" + std::to_string(::getpid()));
+        fs::create_directories(folder_);
+    }
+    void TearDown() override { fs::remove_all(folder_); }
+
+    std::string Save(const std::vector<std::uint8_t>& bytes, const std::string& name = "scene.om2") {
+        const std::string path = (folder_ / name).string();
+        tools::WriteWhole(path, bytes);
+        return path;
+    }
+
+    // What osmplay still draws of `bytes` at `time`.
+    host::Picture Show(const std::vector<std::uint8_t>& bytes, double time = 0, int camera = -1) {
+        static const host::EffectLibrary library(OSM_SOURCE_DIR "/data/libfx.xml");
+        static host::Module module(OSM_BINARY_DIR "/bin/osmDriver.so");
+        const host::Project project = host::SceneProject(Save(bytes), time, camera, library);
+        host::Player player(module, project, library, 640, 480);
+        player.Draw(0);
+        return player.Grab();
+    }
+
+    fs::path folder_;
+};
+
+struct Rgb {
+    int r, g, b;
+};
+
+Rgb At(const host::Picture& p, int x, int y) {
+    const std::uint8_t* pixel =
+        &p.rgb[3 * (static_cast<std::size_t>(y) * p.width + static_cast<std::size_t>(x))];
+    return {pixel[0], pixel[1], pixel[2]};
+}
+
+bool Near(const Rgb& a, const Rgb& b, int by = 1) {
+    return std::abs(a.r - b.r) <= by && std::abs(a.g - b.g) <= by && std::abs(a.b - b.b) <= by;
+}
+
+testing::AssertionResult Shows(const host::Picture& p, int x, int y, const Rgb& expected, int by = 1) {
+    const Rgb is = At(p, x, y);
+    if (Near(is, expected, by)) return testing::AssertionSuccess();
+    return testing::AssertionFailure()
+           << "(" << x << ", " << y << ") is " << is.r << " " << is.g << " " << is.b << ", expected "
+           << expected.r << " " << expected.g << " " << expected.b;
+}
+
+// Exactly the pixels of the rectangle left..right, top..bottom (the last ones left out) have the colour.
+testing::AssertionResult Covers(const host::Picture& p, const Rgb& color, int left, int top, int right,
+                                int bottom) {
+    for (int y = 0; y < static_cast<int>(p.height); ++y)
+        for (int x = 0; x < static_cast<int>(p.width); ++x) {
+            const bool inside = x >= left && x < right && y >= top && y < bottom;
+            if (Near(At(p, x, y), color) != inside)
+                return testing::AssertionFailure()
+                       << "pixel (" << x << ", " << y << ") is " << (inside ? "not " : "") << "of the colour";
+        }
+    return testing::AssertionSuccess();
+}
+
+// A scene under construction: lists that are filled one after the other, in the order of the record.
+class SceneFile {
+  public:
+    File file;
+    std::vector<om2::Body> textures, materials, meshes, lights, before;
+    om2::Body tree, background, cameras, current;
+    unsigned version = 2;
+    int camera = -1;
+
+    SceneFile() {
+        cameras = [this] {
+            file.I32(1);
+            camera = file.Camera([this] { file.Placement({0, 0, 5}); }, kHalfPi, 1, 100);
+        };
+        current = [this] { file.Ref(camera); };
+        background = [this] { file.ColorBackground({0, 0, 0, 1}); };
+    }
+
+    const std::vector<std::uint8_t>& Bytes() {
+        File::SceneParts parts;
+        auto list = [this](const std::vector<om2::Body>& bodies) {
+            return [this, &bodies] {
+                file.I32(static_cast<std::int32_t>(bodies.size()));
+                for (const om2::Body& body : bodies) body();
+            };
+        };
+        parts.textures = list(textures);
+        parts.materials = list(materials);
+        parts.tree = tree;
+        parts.meshes = list(meshes);
+        parts.cameras = cameras;
+        parts.current_camera = current;
+        parts.lights = list(lights);
+        parts.before = list(before);
+        parts.background = background;
+        file.Scene(parts, version);
+        return file.bytes;
+    }
+
+    // A material whose light is all its own; its id goes to `id`.
+    void Glowing(int& id, const Vec4& color, unsigned blend_class = 1) {
+        materials.push_back([this, &id, color, blend_class] {
+            File::MaterialColors colors;
+            colors.diffuse = {0, 0, 0, 1};
+            colors.emissive = color;
+            id = file.Material(colors, blend_class);
+        });
+    }
+    void Mesh(const File::Shape& shape, const om2::Body& material, const om2::Body& placement,
+              bool hidden = false, unsigned mesh_version = 2) {
+        meshes.push_back([=, this] {
+            file.Mesh([&] { file.Geometry(shape); }, material, placement, hidden, {}, mesh_version);
+        });
+    }
+    om2::Body Ref(int& id) {
+        return [this, &id] { file.Ref(id); };
+    }
+    om2::Body Null() {
+        return [this] { file.Null(); };
+    }
+};
+
+File::Shape Colored(File::Shape shape, const Vec4& color) {
+    shape.colors.assign(shape.positions.size(), color);
+    return shape;
+}
+
+// A 32-bit .tga, rows from the top.
+std::vector<std::uint8_t> Tga(unsigned width, unsigned height, const std::vector<Rgb>& pixels,
+                              int alpha = 255) {
+    std::vector<std::uint8_t> out(18, 0);
+    out[2] = 2;
+    out[12] = static_cast<std::uint8_t>(width);
+    out[14] = static_cast<std::uint8_t>(height);
+    out[16] = 32;
+    out[17] = 0x28;
+    for (const Rgb& p : pixels)
+        for (int v : {p.b, p.g, p.r, alpha}) out.push_back(static_cast<std::uint8_t>(v));
+    return out;
+}
+
+File::Shape TexturedQuad(float x0, float y0, float x1, float y1) {
+    File::Shape shape = om2::Quad(x0, y0, x1, y1);
+    shape.uvs = {{{0, 1}, {1, 1}, {1, 0}, {0, 0}}};
+    return shape;
+}
+
+TEST_F(FormatTest, AColouredQuadCoversItsPixelsExactly) {
+    SceneFile s;
+    s.Mesh(Colored(om2::Quad(-2, -2, 2, 2), {1, 0.5f, 0, 1}), s.Null(), s.Null());
+    const host::Picture p = Show(s.Bytes());
+    EXPECT_TRUE(Covers(p, {255, 128, 0}, 320 - 96, 240 - 96, 320 + 96, 240 + 96));
+    EXPECT_TRUE(Shows(p, 10, 10, {0, 0, 0}));
+}
+
+TEST_F(FormatTest, TheBackOfAQuadIsNotDrawnUnlessItsMaterialHasNoBack) {
+    SceneFile s;
+    File::Shape back = om2::Quad(-2, -2, 2, 2);
+    for (auto& t : back.triangles) std::swap(t[0], t[1]);
+    int one_sided = -1, two_sided = -1;
+    s.Glowing(one_sided, {1, 0, 0, 1});
+    s.materials.push_back([&] {
+        File::MaterialColors colors;
+        colors.diffuse = {0, 0, 0, 1};
+        colors.emissive = {0, 1, 0, 1};
+        two_sided = s.file.Material(
+            colors, 1, [&] { s.file.RenderState(false, 2); }, [&] { s.file.I32(0); });
+    });
+    s.Mesh(back, s.Ref(one_sided), [&] { s.file.Placement({-3, 0, 0}); });
+    s.Mesh(back, s.Ref(two_sided), [&] { s.file.Placement({3, 0, 0}); });
+    const host::Picture p = Show(s.Bytes());
+    EXPECT_TRUE(Shows(p, 320 - 144, 240, {0, 0, 0}));
+    EXPECT_TRUE(Shows(p, 320 + 144, 240, {0, 255, 0}));
+}
+
+TEST_F(FormatTest, LitQuadsHaveTheLightThatTheFormulaGives) {
+    SceneFile s;
+    int material = -1;
+    s.materials.push_back([&] {
+        File::MaterialColors colors;
+        colors.diffuse = {0.5f, 1, 0.25f, 1};
+        colors.ambient = {1, 0.5f, 0, 1};
+        colors.emissive = {0, 0, 0.1f, 1};
+        material = s.file.Material(colors);
+    });
+    s.Mesh(om2::Quad(-2, -2, 2, 2), s.Ref(material), s.Null());
+    // Three above the middle: every corner is as far away.
+    s.lights.push_back([&] {
+        s.file.Light(
+            [&] {
+                s.file.Placement({0, 0, 3});
+            },
+            {0.1f, 0.1f, 0.1f, 0}, {1, 0.8f, 1, 1}, {0, 0, 0, 0}, 100, {0.5f, 0.1f, 0});
+    });
+    s.before.push_back([&] { s.file.Chunk("ATAM", 1, [&] { s.file.ConstColor({0.2f, 0.2f, 0.2f, 1}); }); });
+    const host::Picture p = Show(s.Bytes());
+    const double distance = std::sqrt(4.0 + 4.0 + 9.0);
+    const double attenuation = 1 / (0.5 + 0.1 * distance);
+    const double cosine = 3 / distance;
+    auto channel = [&](double diffuse, double ambient, double emissive, double light) {
+        const double sum =
+            emissive + ambient * 0.2 + attenuation * (0.1 * ambient + cosine * diffuse * light);
+        return static_cast<int>(std::lround(std::min(sum, 1.0) * 255));
+    };
+    const Rgb expected{channel(0.5, 1, 0, 1), channel(1, 0.5, 0, 0.8), channel(0.25, 0, 0.1, 1)};
+    EXPECT_TRUE(Covers(p, expected, 224, 144, 416, 336));
+}
+
+TEST_F(FormatTest, ATextureLiesTheRightWayUpOnItsQuad) {
+    for (unsigned version : {1u, 2u}) {
+        SceneFile s;
+        int texture = -1, material = -1;
+        const std::vector<Rgb> texels = {{255, 0, 0}, {0, 255, 0}, {0, 0, 255}, {255, 255, 255}};
+        s.textures.push_back([&] { texture = s.file.EmbeddedTexture(Tga(2, 2, texels)); });
+        s.materials.push_back([&] {
+            File::MaterialColors colors;
+            colors.diffuse = {0, 0, 0, 1};
+            colors.emissive = {1, 1, 1, 1};
+            material = s.file.Material(
+                colors, 1, [&] { s.file.RenderState(); },
+                [&] {
+                    s.file.I32(1);
+                    s.file.TextureStage(s.Ref(texture), {}, version);
+                });
+        });
+        s.Mesh(TexturedQuad(-2, -2, 2, 2), s.Ref(material), s.Null());
+        const host::Picture p = Show(s.Bytes());
+        EXPECT_TRUE(Shows(p, 250, 170, {255, 0, 0})) << version;
+        EXPECT_TRUE(Shows(p, 390, 170, {0, 255, 0})) << version;
+        EXPECT_TRUE(Shows(p, 250, 310, {0, 0, 255})) << version;
+        EXPECT_TRUE(Shows(p, 390, 310, {255, 255, 255})) << version;
+    }
+}
+
+TEST_F(FormatTest, AConstantOffsetMovesTheTexture) {
+    SceneFile s;
+    int texture = -1, material = -1;
+    s.textures.push_back([&] {
+        texture = s.file.EmbeddedTexture(Tga(4, 1, {{255, 0, 0}, {0, 255, 0}, {0, 0, 255}, {255, 255, 0}}));
+    });
+    s.materials.push_back([&] {
+        File::MaterialColors colors;
+        colors.diffuse = {0, 0, 0, 1};
+        colors.emissive = {1, 1, 1, 1};
+        material = s.file.Material(
+            colors, 1, [&] { s.file.RenderState(); },
+            [&] {
+                s.file.I32(1);
+                s.file.TextureStage(s.Ref(texture), {}, 2, 0.25f);
+            });
+    });
+    s.Mesh(TexturedQuad(-2, -2, 2, 2), s.Ref(material), s.Null());
+    const host::Picture p = Show(s.Bytes());
+    // u' = u - 0.25, wrapped: the image moves a quarter to the right.
+    EXPECT_TRUE(Shows(p, 224 + 24, 240, {255, 255, 0}));
+    EXPECT_TRUE(Shows(p, 224 + 72, 240, {255, 0, 0}));
+    EXPECT_TRUE(Shows(p, 224 + 120, 240, {0, 255, 0}));
+    EXPECT_TRUE(Shows(p, 224 + 168, 240, {0, 0, 255}));
+}
+
+TEST_F(FormatTest, BlendedMeshesComeAfterOpaqueOnesWhateverTheirOrder) {
+    SceneFile s;
+    int opaque = -1, blended = -1;
+    s.materials.push_back([&] {
+        File::MaterialColors colors;
+        blended = s.file.Material(
+            colors, 4, [&] { s.file.RenderState(true, 0, true, 1); }, [&] { s.file.I32(0); });
+    });
+    s.Glowing(opaque, {1, 0, 0, 1});
+    File::Shape front = Colored(om2::Quad(-2, -2, 2, 2, 1), {0, 0, 1, 0.5f});
+    s.Mesh(front, s.Ref(blended), s.Null());
+    s.Mesh(om2::Quad(-4, -4, 4, 4), s.Ref(opaque), s.Null());
+    const host::Picture p = Show(s.Bytes());
+    // Alpha 128 of 255; the nearer quad is 4/5 as far away.
+    EXPECT_TRUE(Covers(p, {127, 0, 128}, 320 - 120, 240 - 120, 320 + 120, 240 + 120));
+    EXPECT_TRUE(Shows(p, 320 - 150, 240, {255, 0, 0}));
+}
+
+TEST_F(FormatTest, TheNearerOfTwoOpaqueQuadsIsSeen) {
+    for (bool near_first : {false, true}) {
+        SceneFile s;
+        const File::Shape near_quad = Colored(om2::Quad(-1, -1, 1, 1, 1), {0, 1, 0, 1});
+        const File::Shape far_quad = Colored(om2::Quad(-2, -2, 2, 2), {1, 0, 0, 1});
+        s.Mesh(near_first ? near_quad : far_quad, s.Null(), s.Null());
+        s.Mesh(near_first ? far_quad : near_quad, s.Null(), s.Null());
+        const host::Picture p = Show(s.Bytes());
+        EXPECT_TRUE(Covers(p, {0, 255, 0}, 260, 180, 380, 300)) << near_first;
+        EXPECT_TRUE(Shows(p, 230, 240, {255, 0, 0})) << near_first;
+    }
+}
+
+// Two parts, attributes 7 and 3, under a composite that maps 7 to its second material and 3 to its first.
+void AddComposite(SceneFile& s, int& red, int& green, int& composite, unsigned version) {
+    s.Glowing(red, {1, 0, 0, 1});
+    s.Glowing(green, {0, 1, 0, 1});
+    s.materials.push_back([&s, &red, &green, &composite, version] {
+        composite = s.file.Chunk("MTCP", version, [&] {
+            s.file.I32(2);
+            s.file.Ref(red);
+            s.file.Ref(green);
+            if (version < 2) return;
+            s.file.I32(2);
+            for (int v : {3, 0, 7, 1}) s.file.I32(v);
+        });
+    });
+    s.meshes.push_back([&s, &composite] {
+        s.file.Mesh(
+            [&] {
+                s.file.Chunk("GOCP", 1, [&] {
+                    s.file.I32(2);
+                    s.file.Geometry(om2::Quad(-4, -1, -2, 1));
+                    s.file.Geometry(om2::Quad(2, -1, 4, 1));
+                });
+            },
+            [&] { s.file.Ref(composite); }, [&] { s.file.Null(); }, false, {7, 3});
+    });
+}
+
+TEST_F(FormatTest, APartOfACompositeTakesTheMaterialOfItsAttribute) {
+    SceneFile s;
+    int red = -1, green = -1, composite = -1;
+    AddComposite(s, red, green, composite, 2);
+    const host::Picture p = Show(s.Bytes());
+    EXPECT_TRUE(Covers(p, {0, 255, 0}, 320 - 192, 240 - 48, 320 - 96, 240 + 48));
+    EXPECT_TRUE(Covers(p, {255, 0, 0}, 320 + 96, 240 - 48, 320 + 192, 240 + 48));
+}
+
+TEST_F(FormatTest, ACompositeOfVersion1KnowsNoAttributesAndUsesItsFirstMaterial) {
+    SceneFile s;
+    int red = -1, green = -1, composite = -1;
+    AddComposite(s, red, green, composite, 1);
+    const host::Picture p = Show(s.Bytes());
+    EXPECT_TRUE(Shows(p, 320 - 144, 240, {255, 0, 0}));
+    EXPECT_TRUE(Shows(p, 320 + 144, 240, {255, 0, 0}));
+}
+
+TEST_F(FormatTest, HiddenMeshesAreNotDrawn) {
+    SceneFile s;
+    s.Mesh(Colored(om2::Quad(-4, -1, -2, 1), {1, 1, 1, 1}), s.Null(), s.Null(), true);
+    s.Mesh(Colored(om2::Quad(2, -1, 4, 1), {1, 1, 1, 1}), s.Null(), s.Null(), false);
+    const host::Picture p = Show(s.Bytes());
+    EXPECT_TRUE(Covers(p, {255, 255, 255}, 320 + 96, 192, 320 + 192, 288));
+}
+
+// A quad on a child of a moving node: the parent goes from -4 to 4 in 100 units, the child stands 1 above it.
+TEST_F(FormatTest, AMeshFollowsTheKeysOfItsNodesParent) {
+    SceneFile s;
+    int root = -1, child = -1;
+    s.tree = [&] {
+        root = s.file.Chunk("HINO", 1, [&] {
+            s.file.I32(0);
+            s.file.Chunk("CPRS", 1, [&] {
+                s.file.Linear<3>("CLV3", {{0, {-4, 0, 0}}, {100, {4, 0, 0}}});
+                s.file.ConstQuat({0, 0, 0, 1});
+                s.file.ConstVec3({1, 1, 1});
+            });
+        });
+        s.file.I32(1);
+        child = s.file.Node({0, 1, 0}, {0, 0, 0, 1}, {2, 1, 1});
+        s.file.I32(0);
+    };
+    s.Mesh(Colored(om2::Quad(-0.5f, -0.5f, 0.5f, 0.5f), {1, 1, 0, 1}), s.Null(), s.Ref(child));
+    const std::vector<std::uint8_t> bytes = s.Bytes();
+    for (const auto& [time, x] : std::vector<std::pair<double, int>>{{-10, -4}, {0, -4}, {75, 2}, {250, 4}}) {
+        const int middle = 320 + static_cast<int>(x * kPixelsPerUnit);
+        EXPECT_TRUE(Covers(Show(bytes, time), {255, 255, 0}, middle - 48, 240 - 72, middle + 48, 240 - 24))
+            << time;
+    }
+}
+
+TEST_F(FormatTest, AnimatedColoursAndMatrixKeysFollowTheirRules) {
+    SceneFile s;
+    int material = -1, node = -1;
+    s.tree = [&] {
+        Mat moved = om2::kIdentity;
+        moved[12] = 3;
+        node = s.file.Chunk("HINO", 1, [&] {
+            s.file.I32(0);
+            s.file.Chunk("CMTX", 1, [&] { s.file.Linear<16>("CLMT", {{0, om2::kIdentity}, {10, moved}}); });
+        });
+        s.file.I32(0);
+    };
+    s.materials.push_back([&] {
+        material = s.file.Chunk("MTSM", 1, [&] {
+            s.file.ConstColor({0, 0, 0, 1});
+            s.file.ConstColor({0, 0, 0, 1});
+            s.file.ConstColor({0, 0, 0, 1});
+            // Colour times a factor that goes from 0 to 1.
+            s.file.Chunk("CoCF", 1, [&] {
+                s.file.I32(5);
+                s.file.ConstColor({1, 0.5f, 0, 1});
+                s.file.LinearFloat({{0, 0}, {10, 1}});
+            });
+            s.file.ConstFloat(0);
+            s.file.RenderState();
+            s.file.U8(1);
+            s.file.I32(0);
+        });
+    });
+    s.Mesh(om2::Quad(-1, -1, 1, 1), s.Ref(material), s.Ref(node));
+    const std::vector<std::uint8_t> bytes = s.Bytes();
+    EXPECT_TRUE(Covers(Show(bytes, 5), {128, 64, 0}, 272, 192, 368, 288));
+    EXPECT_TRUE(Covers(Show(bytes, 8), {204, 102, 0}, 272 + 144, 192, 368 + 144, 288));
+}
+
+TEST_F(FormatTest, OldVersionsOfSceneAndMeshShowTheSame) {
+    std::vector<host::Picture> pictures;
+    for (unsigned version : {1u, 2u}) {
+        SceneFile s;
+        s.version = version;
+        int material = -1;
+        s.Glowing(material, {0.2f, 0.4f, 0.6f, 1});
+        s.Mesh(om2::Quad(-2, -1, 1, 2), s.Ref(material), s.Null(), false, version);
+        pictures.push_back(Show(s.Bytes()));
+        EXPECT_TRUE(Covers(pictures.back(), {51, 102, 153}, 320 - 96, 240 - 96, 320 + 48, 240 + 48))
+            << version;
+    }
+    EXPECT_EQ(pictures[0].rgb, pictures[1].rgb);
+}
+
+TEST_F(FormatTest, UnknownChunksReadAsNothing) {
+    SceneFile s;
+    // A class from the future, with objects in it that nobody can refer to.
+    s.background = [&] {
+        s.file.Chunk("ZZZZ", 9, [&] {
+            s.file.ConstFloat(1);
+            s.file.U8(7);
+        });
+    };
+    int unknown = -1;
+    s.meshes.push_back([&] {
+        s.file.Mesh(
+            [&] {
+                s.file.Geometry(Colored(om2::Quad(-1, -1, 1, 1), {1, 1, 1, 1}));
+            },
+            [&] { unknown = s.file.Chunk("QQQQ", 1, [&] { s.file.U32(3); }); }, [&] { s.file.Null(); });
+    });
+    s.Mesh(Colored(om2::Quad(2, -1, 4, 1), {1, 0, 0, 1}), s.Ref(unknown), s.Null());
+    testing::internal::CaptureStderr();
+    const host::Picture p = Show(s.Bytes());
+    const std::string messages = testing::internal::GetCapturedStderr();
+    EXPECT_NE(messages.find("OSMIO : Unknown chunk read : QQQQ, version : 1, size : 4"), std::string::npos)
+        << messages;
+    EXPECT_NE(messages.find("OSMIO : Unknown chunk read : ZZZZ, version : 9, size : 17"), std::string::npos)
+        << messages;
+    EXPECT_TRUE(Covers(p, {255, 255, 255}, 272, 192, 368, 288));
+    EXPECT_TRUE(Covers(p, {255, 0, 0}, 320 + 96, 192, 320 + 192, 288));
+}
+
+TEST_F(FormatTest, PackedScenesShowTheSameAsPlainOnes) {
+    SceneFile s;
+    int texture = -1, material = -1;
+    s.textures.push_back([&] { texture = s.file.EmbeddedTexture(Tga(1, 1, {{10, 200, 30}})); });
+    s.materials.push_back([&] {
+        File::MaterialColors colors;
+        colors.diffuse = {0, 0, 0, 1};
+        colors.emissive = {1, 1, 1, 1};
+        material = s.file.Material(
+            colors, 1, [&] { s.file.RenderState(); },
+            [&] {
+                s.file.I32(1);
+                s.file.TextureStage(s.Ref(texture), {});
+            });
+    });
+    s.Mesh(TexturedQuad(-2, -2, 2, 2), s.Ref(material), s.Null());
+    const std::vector<std::uint8_t> plain = s.Bytes();
+    const std::vector<std::uint8_t> packed =
+        tools::MakeEnvelope(tools::Form::Packed, {plain.begin() + 4, plain.end()});
+    ASSERT_NE(plain, packed);
+    const host::Picture p = Show(packed);
+    EXPECT_TRUE(Covers(p, {10, 200, 30}, 224, 144, 416, 336));
+    EXPECT_EQ(Show(plain).rgb, p.rgb);
+}
+
+TEST_F(FormatTest, CamerasAreChosenByTheirIndex) {
+    SceneFile s;
+    s.cameras = [&] {
+        s.file.I32(2);
+        s.file.Camera([&] { s.file.Placement({0, 0, 5}); }, kHalfPi, 1, 100);
+        s.camera = s.file.Camera([&] { s.file.Placement({0, 0, 10}); }, kHalfPi, 1, 100);
+    };
+    s.Mesh(Colored(om2::Quad(-2, -2, 2, 2), {1, 1, 1, 1}), s.Null(), s.Null());
+    const std::vector<std::uint8_t> bytes = s.Bytes();
+    EXPECT_TRUE(Covers(Show(bytes), {255, 255, 255}, 320 - 48, 240 - 48, 320 + 48, 240 + 48));
+    EXPECT_TRUE(Covers(Show(bytes, 0, 0), {255, 255, 255}, 224, 144, 416, 336));
+    EXPECT_TRUE(Covers(Show(bytes, 0, 1), {255, 255, 255}, 320 - 48, 240 - 48, 320 + 48, 240 + 48));
+    EXPECT_TRUE(Covers(Show(bytes, 0, 9), {255, 255, 255}, 224, 144, 416, 336));
+}
+
+TEST_F(FormatTest, AnAimedCameraLooksAtItsTargetWithZUp) {
+    SceneFile s;
+    int target = -1, eye = -1;
+    s.tree = [&] {
+        s.file.PlainNode();
+        s.file.I32(1);
+        eye = s.file.Chunk("HINO", 1, [&] {
+            s.file.I32(1);
+            target = s.file.Node({1, 0, 0});
+            s.file.Null();
+            s.file.Chunk("CPRS", 1, [&] {
+                s.file.ConstVec3({-4, 0, 0});
+                s.file.ConstQuat({0, 0, 0, 1});
+                s.file.ConstVec3({1, 1, 1});
+            });
+        });
+        s.file.I32(0);
+    };
+    s.cameras = [&] {
+        s.file.I32(1);
+        s.camera = s.file.Camera([&] { s.file.Ref(eye); }, kHalfPi, 1, 100);
+    };
+    // In the plane x = 1, seen along +x: z goes up, y to the left. It stands in y from 0 to 2, z from 0 to 1.
+    File::Shape shape;
+    shape.positions = {{1, 2, 0}, {1, 0, 0}, {1, 0, 1}, {1, 2, 1}};
+    shape.triangles = {{0, 1, 2}, {0, 2, 3}};
+    s.Mesh(Colored(shape, {1, 1, 1, 1}), s.Null(), s.Null());
+    EXPECT_TRUE(Covers(Show(s.Bytes()), {255, 255, 255}, 320 - 96, 240 - 48, 320, 240));
+}
+
+// What stands in a record comes out of it again, byte for byte; old versions come out as the present one.
+TEST_F(FormatTest, WritingAReadSceneGivesTheSameBytes) {
+    SceneFile s;
+    int texture = -1, stage_material = -1, red = -1, green = -1, composite = -1, node = -1, light = -1,
+        shared = -1;
+    s.textures.push_back([&] { texture = s.file.EmbeddedTexture(Tga(2, 1, {{1, 2, 3}, {4, 5, 6}}), true); });
+    s.textures.push_back([&] { s.file.NamedTexture("C:\\pictures\\wall.png"); });
+    AddComposite(s, red, green, composite, 2);
+    s.materials.push_back([&] {
+        File::StageState state;
+        state.color_op = 4, state.address_u = 2, state.mag = 2, state.coord_index = 18,
+        state.projected = true;
+        state.matrix[12] = 0.5f;
+        stage_material = s.file.Material(
+            {}, 5, [&] { s.file.RenderState(true, 1, false, 2); },
+            [&] {
+                s.file.I32(1);
+                s.file.TextureStage(s.Ref(texture), state);
+            });
+    });
+    s.materials.push_back([&] {  // a partial render state: colour output alone
+        s.file.Material(
+            {}, 3,
+            [&] {
+                s.file.I32(2);
+                for (unsigned v : {1u, 4u, 2u, 1u, 6u, 128u}) s.file.U8(v);
+                s.file.I32(7);
+            },
+            [&] { s.file.I32(0); });
+    });
+    s.tree = [&] {
+        s.file.PlainNode();
+        s.file.I32(2);
+        node = s.file.Chunk("HINO", 1, [&] {
+            s.file.I32(1);
+            s.file.Node({0, 0, 1});
+            s.file.LinearFloat({{0, 0}, {50, 3}});
+            s.file.Chunk("CPRS", 1, [&] {
+                s.file.Linear<3>("CLV3", {{0, {0, 0, 0}}, {1, {1, 2, 3}}});
+                s.file.Linear<4>("CLQU", {{0, {0, 0, 0, 1}}, {1, {0, 0, 1, 0}}});
+                shared = s.file.ConstVec3({1, 1, 1});
+            });
+        });
+        s.file.I32(0);
+        s.file.Chunk("HINO", 1, [&] {
+            s.file.I32(0);
+            s.file.Chunk("CMTX", 1, [&] { s.file.Linear<16>("CLMT", {{0, om2::kIdentity}}); });
+        });
+        s.file.I32(0);
+    };
+    File::Shape shape = TexturedQuad(-1, -1, 1, 1);
+    shape.tangents = true;
+    s.Mesh(shape, s.Ref(stage_material), s.Ref(node), true);
+    s.lights.push_back([&] {
+        light = s.file.Chunk("LTOM", 1, [&] {
+            s.file.Ref(node);
+            s.file.Linear<4>("CLCO", {{0, {0, 0, 0, 0}}, {9, {1, 1, 1, 1}}});
+            s.file.Chunk("CVCV", 1, [&] { s.file.Ref(shared); });
+            s.file.ConstColor({0, 0, 0, 0});
+            s.file.ConstFloat(10);
+            for (float a : {1.0f, 0.0f, 0.0f}) s.file.ConstFloat(a);
+            s.file.I32(1);
+            s.file.Null();
+            s.file.I32(0);
+        });
+    });
+    s.before.push_back([&] { s.file.Chunk("ATAM", 1, [&] { s.file.ConstColor({0.2f, 0.2f, 0.2f, 1}); }); });
+    s.before.push_back([&] {
+        s.file.Chunk("ATFG", 1, [&] {
+            s.file.U8(1);
+            s.file.ConstColor({1, 1, 1, 1});
+            s.file.ConstFloat(0);
+            s.file.ConstFloat(1);
+        });
+    });
+    const std::vector<std::uint8_t> bytes = s.Bytes();
+
+    osmio::ObjectGraph graph;
+    osm3d::SceneHierarchy* scene = nullptr;
+    std::string reason;
+    ASSERT_TRUE(osm3d::LoadSceneFile(Save(bytes), graph, scene, reason)) << reason;
+    const std::string again = (folder_ / "again.om2").string();
+    std::unique_ptr<osmio::OutStream> out(osmio::OpenChunkedOutput(again, osmio::kCompressionNone));
+    ASSERT_TRUE(out);
+    out->WriteObject(scene);
+    out.reset();
+    std::ifstream in(again, std::ios::binary);
+    const std::vector<std::uint8_t> written{std::istreambuf_iterator<char>(in), {}};
+    ASSERT_EQ(bytes.size(), written.size());
+    const auto differs = std::mismatch(bytes.begin(), bytes.end(), written.begin());
+    EXPECT_TRUE(differs.first == bytes.end()) << "at byte " << differs.first - bytes.begin();
+}
+
+}  // namespace
