@@ -28,10 +28,10 @@ void GeometryComposite::DeleteOwned() {
 }
 
 bool GeometryComposite::Read(osmio::InStream* in) {
-    if (in->IsChunked() && in->GetChunkVersion() != 1) return false;
+    if (!osmio::VersionIs(in, 1)) return false;
     i32 count = 0;
     in->ReadI32(&count);
-    if (!osmio::CountFits(in, count, sizeof(i32))) return false;
+    if (!in->CanHold(count, sizeof(i32), "parts")) return false;
     DeleteOwned();
     parts.assign(static_cast<std::size_t>(count), nullptr);
     for (Geometry*& part : parts) part = osmio::ReadSlot<Geometry>(in);
@@ -55,7 +55,7 @@ sphere GeometryComposite::GetBoundingSphere() {
 }
 
 box GeometryComposite::GetBounds() {
-    box all = EmptyBox();
+    box all = kBoxEmpty;
     for (Geometry* part : parts) {
         const box b = part->GetBounds();
         all.min = {std::min(all.min.x, b.min.x), std::min(all.min.y, b.min.y), std::min(all.min.z, b.min.z)};

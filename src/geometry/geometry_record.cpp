@@ -1,9 +1,10 @@
 // The stored form of GeometrySimple.
 #include <algorithm>
 #include <cstddef>
+#include <limits>
 
 #include "geometry/geometry_simple.h"
-#include "io/registry.h"
+#include "io/block.h"
 #include "io/stream.h"
 
 namespace osm3d {
@@ -23,25 +24,6 @@ enum Contents : u32 {
     kDynamicIndices = 0x20000,
     kTangents = 0x40000,
 };
-
-// Arrays come in pieces of this many bytes, so that what a resize clears is still in the cache when it is
-// read over.
-constexpr std::size_t kPiece = 256 * 1024;
-
-template <class T>
-bool ReadArray(osmio::InStream* in, std::vector<T>& array, i32 count) {
-    if (!osmio::CountFits(in, count, sizeof(T))) return false;
-    const auto size = static_cast<std::size_t>(count);
-    array.clear();
-    array.reserve(size);
-    while (array.size() < size) {
-        const std::size_t done = array.size();
-        const std::size_t piece = std::min(size - done, kPiece / sizeof(T));
-        array.resize(done + piece);
-        in->ReadBytes(array.data() + done, static_cast<u32>(piece * sizeof(T)));
-    }
-    return true;
-}
 
 // Writes exactly `count` entries; an array that is too short is filled up with zeros.
 template <class T>
@@ -65,27 +47,30 @@ bool GeometrySimple::Read(osmio::InStream* in) {
     if (contents & kVertexBlock) in->ReadI32(&vertexCount);
     if (contents & kTriangles) in->ReadI32(&triangleCount);
     if (contents & kVertexBlock) {
-        if ((contents & kPositions) && !ReadArray(in, positions, vertexCount)) return false;
-        if ((contents & kNormals) && !ReadArray(in, normals, vertexCount)) return false;
-        if ((contents & kColors) && !ReadArray(in, colors, vertexCount)) return false;
+        if ((contents & kPositions) && !osmio::ReadBlock(in, positions, vertexCount, "vertices"))
+            return false;
+        if ((contents & kNormals) && !osmio::ReadBlock(in, normals, vertexCount, "normals")) return false;
+        if ((contents & kColors) && !osmio::ReadBlock(in, colors, vertexCount, "colours")) return false;
         if (contents & kUvSets) {
             i32 setCount = 0;
             in->ReadI32(&setCount);
             // A set without vertices takes no bytes; such sets are bounded as if each took one.
-            const std::size_t setBytes = static_cast<std::size_t>(std::max(vertexCount, 0)) * sizeof(UV);
-            if (!osmio::CountFits(in, setCount, std::max<std::size_t>(setBytes, 1))) return false;
+            constexpr i32 kMostVertices = std::numeric_limits<i32>::max() / i32{sizeof(UV)};
+            const u32 setBytes =
+                static_cast<u32>(std::clamp(vertexCount, 0, kMostVertices)) * u32{sizeof(UV)};
+            if (!in->CanHold(setCount, std::max(setBytes, 1u), "texture coordinate sets")) return false;
             uvSets.clear();
             uvSets.resize(static_cast<std::size_t>(setCount));
             for (std::vector<UV>& set : uvSets) {
-                if (!ReadArray(in, set, vertexCount)) return false;
+                if (!osmio::ReadBlock(in, set, vertexCount, "texture coordinates")) return false;
             }
         }
     }
-    if ((contents & kTriangles) && !ReadArray(in, triangles, triangleCount)) return false;
+    if ((contents & kTriangles) && !osmio::ReadBlock(in, triangles, triangleCount, "triangles")) return false;
     if (contents & kGroups) {
         i32 groupCount = 0;
         in->ReadI32(&groupCount);
-        if (!ReadArray(in, groups, groupCount)) return false;
+        if (!osmio::ReadBlock(in, groups, groupCount, "groups")) return false;
     }
     dynamicVertices = (contents & kDynamicVertices) != 0;
     dynamicIndices = (contents & kDynamicIndices) != 0;
@@ -126,10 +111,10 @@ void GeometrySimple::WriteBody(osmio::OutStream* out) const {
             for (const std::vector<UV>& set : uvSets) WriteArray(out, set, vertexCount);
         }
     }
-    if (contents & kTriangles) WriteArray(out, triangles, triangles.size());
+    osmio::WriteBlock(out, triangles);
     if (contents & kGroups) {
         out->WriteI32(static_cast<i32>(groups.size()));
-        WriteArray(out, groups, groups.size());
+        osmio::WriteBlock(out, groups);
     }
 }
 

@@ -27,7 +27,7 @@ u8* Put(u8* at, const T& value) {
 }  // namespace
 
 GeometrySimple::GeometrySimple(bool vertices, bool indices)
-    : dynamicVertices(vertices), dynamicIndices(indices), bounds(EmptyBox()) {}
+    : dynamicVertices(vertices), dynamicIndices(indices), bounds(kBoxEmpty) {}
 
 GeometrySimple::~GeometrySimple() = default;
 
@@ -253,7 +253,7 @@ void GeometrySimple::Transform(const matrix& m) {
     D3DXVec3TransformCoordArray(positions.data(), sizeof(vect3), positions.data(), sizeof(vect3), &m,
                                 static_cast<u32>(positions.size()));
     if (!normals.empty()) {
-        matrix inverse = IdentityMatrix();
+        matrix inverse = kMatrixIdentity;
         D3DXMatrixInverse(&inverse, nullptr, &m);
         inverse.m[3][0] = inverse.m[3][1] = inverse.m[3][2] = 0.0f;
         D3DXMatrixTranspose(&inverse, &inverse);

@@ -6,6 +6,7 @@
 
 #include "fxutil/math.h"
 #include "geometry/geometry_composite.h"
+#include "io/block.h"
 #include "io/registry.h"
 #include "io/stream.h"
 #include "material/material_composite.h"
@@ -34,12 +35,12 @@ vect3 Normalized(const vect3& v) {
 
 }  // namespace
 
-MeshSimple::MeshSimple() : bounds{{0.0f, 0.0f, 0.0f}, IdentityMatrix()} {}
+MeshSimple::MeshSimple() : bounds{{0.0f, 0.0f, 0.0f}, kMatrixIdentity} {}
 
 MeshSimple::~MeshSimple() {
     // The stack's results stand beside the geometry that they were made from; they go first.
-    stack.Reset();
-    geometry.Reset();
+    stack.Clear();
+    geometry.Clear();
 }
 
 bool MeshSimple::Read(osmio::InStream* in) {
@@ -49,14 +50,12 @@ bool MeshSimple::Read(osmio::InStream* in) {
     in->ReadI32(&contents);
     if (contents & kHasGeometry) geometry.Refer(osmio::ReadSlot<Geometry>(in));
     if (contents & kHasStack) stack.Refer(osmio::ReadSlot<ModifierStack>(in));
-    if (geometry.Get() != nullptr && stack.Get() != nullptr) stack.Get()->SetGeometry(geometry.Get());
+    if (geometry && stack) stack->SetGeometry(geometry.Get());
     in->ReadBool(&hidden);
     if (version == 2) in->ReadBool(&castShadow);
     i32 count = 0;
     in->ReadI32(&count);
-    if (!osmio::CountFits(in, count, sizeof(u32))) return false;
-    partAttributes.resize(static_cast<std::size_t>(count));
-    if (count != 0) in->ReadBytes(partAttributes.data(), static_cast<u32>(count) * u32{sizeof(u32)});
+    if (!osmio::ReadBlock(in, partAttributes, count, "part attributes")) return false;
     material = osmio::ReadSlot<Material>(in);
     transformation = osmio::ReadSlot<Transformation>(in);
     return true;
@@ -65,17 +64,15 @@ bool MeshSimple::Read(osmio::InStream* in) {
 void MeshSimple::Write(osmio::OutStream* out) {
     out->BeginChunk(osmio::FourCC("MESM"), 2);
     i32 contents = 0;
-    if (geometry.Get() != nullptr) contents |= kHasGeometry;
-    if (stack.Get() != nullptr) contents |= kHasStack;
+    if (geometry) contents |= kHasGeometry;
+    if (stack) contents |= kHasStack;
     out->WriteI32(contents);
     if (contents & kHasGeometry) out->WriteObject(geometry.Get());
     if (contents & kHasStack) out->WriteObject(stack.Get());
     out->WriteBool(hidden);
     out->WriteBool(castShadow);
     out->WriteI32(static_cast<i32>(partAttributes.size()));
-    if (!partAttributes.empty()) {
-        out->WriteBytes(partAttributes.data(), static_cast<u32>(partAttributes.size() * sizeof(u32)));
-    }
+    osmio::WriteBlock(out, partAttributes);
     out->WriteObject(material);
     out->WriteObject(transformation);
 }
@@ -91,25 +88,23 @@ void MeshSimple::SetGeometryParts(Geometry* value, std::vector<u32> attributes) 
 }
 
 bool MeshSimple::AddModifier(Modifier* modifier) {
-    if (geometry.Get() == nullptr) return false;
-    if (stack.Get() == nullptr) {
+    if (!geometry) return false;
+    if (!stack) {
         stack.Own(new ModifierStack);
-        stack.Get()->SetGeometry(geometry.Get());
+        stack->SetGeometry(geometry.Get());
     }
-    return stack.Get()->AddModifier(modifier);
+    return stack->AddModifier(modifier);
 }
 
-Geometry* MeshSimple::DrawnGeometry() const {
-    return stack.Get() != nullptr ? stack.Get()->GetResult() : geometry.Get();
-}
+Geometry* MeshSimple::DrawnGeometry() const { return stack ? stack->GetResult() : geometry.Get(); }
 
 const matrix& MeshSimple::World() const {
-    return transformation != nullptr ? transformation->GetWorldMatrix() : IdentityMatrix();
+    return transformation != nullptr ? transformation->GetWorldMatrix() : kMatrixIdentity;
 }
 
 void MeshSimple::Update(f32 time) {
     UpdateControllers(time);
-    if (stack.Get() != nullptr) stack.Get()->Update(time);
+    if (stack) stack->Update(time);
     Geometry* drawn = DrawnGeometry();
     if (drawn == nullptr) return;
     const box extent = drawn->GetBounds();
@@ -123,11 +118,11 @@ void MeshSimple::Update(f32 time) {
 void MeshSimple::Prepare() {}
 
 void MeshSimple::Initialize() {
-    if (stack.Get() == nullptr || !stack.Get()->InitializeResult()) {
-        if (geometry.Get() == nullptr) {
+    if (!stack || !stack->InitializeResult()) {
+        if (!geometry) {
             trace::Box("MeshSimple has no geometry.");
         } else {
-            geometry.Get()->Initialize();
+            geometry->Initialize();
         }
     }
     if (castShadow) {
@@ -139,7 +134,7 @@ void MeshSimple::Initialize() {
 void MeshSimple::Draw() {
     if (hidden || excluded) return;
     GetContext()->SetWorld(World());
-    if (stack.Get() != nullptr) stack.Get()->PrepareDraw();
+    if (stack) stack->PrepareDraw();
     Geometry* drawn = DrawnGeometry();
     if (drawn == nullptr) return;
     if (material == nullptr) {
@@ -200,8 +195,8 @@ void MeshSimple::Enqueue(DrawQueue* queue) {
 
 void MeshSimple::UpdateShadow(const ShadowLight& light, u32 mode) {
     if (!castShadow || !shadow) return;
-    if (stack.Get() != nullptr) shadow->Refresh();
-    matrix inverse = IdentityMatrix();
+    if (stack) shadow->Refresh();
+    matrix inverse = kMatrixIdentity;
     D3DXMatrixInverse(&inverse, nullptr, &World());
     const f32 length = D3DXVec3Length(&light.direction);
     const vect3 end = light.origin + light.direction;
@@ -220,8 +215,8 @@ void MeshSimple::DrawShadow() {
 }
 
 bool MeshSimple::Validate(std::string& reason) const {
-    if (stack.Get() != nullptr && !stack.Get()->Validate(reason)) return false;
-    if (geometry.Get() != nullptr && !geometry.Get()->Validate(reason)) return false;
+    if (stack && !stack->Validate(reason)) return false;
+    if (geometry && !geometry->Validate(reason)) return false;
     const Geometry* drawn = DrawnGeometry();
     if (drawn == nullptr || material == nullptr || !material->IsComposite()) return true;
     const auto* parts = dynamic_cast<const GeometryComposite*>(drawn);

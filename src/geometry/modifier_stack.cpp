@@ -28,10 +28,10 @@ void ModifierStack::DeleteResults() {
 }
 
 bool ModifierStack::Read(osmio::InStream* in) {
-    if (in->IsChunked() && in->GetChunkVersion() != 1) return false;
+    if (!osmio::VersionIs(in, 1)) return false;
     i32 count = 0;
     in->ReadI32(&count);
-    if (!osmio::CountFits(in, count, sizeof(i32))) return false;
+    if (!in->CanHold(count, sizeof(i32), "modifiers")) return false;
     ownsModifiers = false;
     modifiers.assign(static_cast<std::size_t>(count), nullptr);
     for (Modifier*& modifier : modifiers) modifier = osmio::ReadSlot<Modifier>(in);

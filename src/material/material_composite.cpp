@@ -20,14 +20,14 @@ bool MaterialComposite::Read(osmio::InStream* in) {
     if (in->IsChunked() && version != 1 && version != 2) return false;
     i32 count = 0;
     in->ReadI32(&count);
-    if (!osmio::CountFits(in, count, sizeof(i32))) return false;
+    if (!in->CanHold(count, sizeof(i32), "materials")) return false;
     materials.assign(static_cast<std::size_t>(count), nullptr);
     for (Material*& material : materials) material = osmio::ReadSlot<Material>(in);
     attributeMap.clear();
     if (version < 2) return true;
     i32 pairs = 0;
     in->ReadI32(&pairs);
-    if (!osmio::CountFits(in, pairs, 2 * sizeof(i32))) return false;
+    if (!in->CanHold(pairs, 2 * sizeof(i32), "attributes")) return false;
     for (i32 i = 0; i < pairs; ++i) {
         u32 attribute = 0;
         u32 index = 0;

@@ -4,6 +4,7 @@
 #include <cstddef>
 #include <utility>
 
+#include "controller/constant.h"
 #include "io/registry.h"
 #include "io/stream.h"
 #include "render/context.h"
@@ -31,16 +32,16 @@ void ApplyDefaultMaterial() {
 MaterialSimple::MaterialSimple() : renderState(RenderStateBlock::kComplete), material{} {}
 
 bool MaterialSimple::Read(osmio::InStream* in) {
-    if (in->IsChunked() && in->GetChunkVersion() != 1) return false;
-    for (auto& slot : colors) ReplaceController(slot, osmio::ReadSlot<ColorController>(in));
-    ReplaceController(power, osmio::ReadSlot<FloatController>(in));
+    if (!osmio::VersionIs(in, 1)) return false;
+    for (auto& slot : colors) ReadController(in, slot);
+    ReadController(in, power);
     if (!renderState.Read(in)) return false;
     u8 storedClass = 0;
     in->ReadU8(&storedClass);
     blendClass = storedClass;
     i32 count = 0;
     in->ReadI32(&count);
-    if (!osmio::CountFits(in, count, sizeof(i32))) return false;
+    if (!in->CanHold(count, sizeof(i32), "texture stages")) return false;
     stages.reserve(stages.size() + static_cast<std::size_t>(count));
     for (i32 i = 0; i < count; ++i) {
         stages.emplace_back();
@@ -64,18 +65,18 @@ void MaterialSimple::CopyValues() {
     material.Ambient = ToDevice(colors[kAmbient].Get()->value);
     material.Specular = ToDevice(colors[kSpecular].Get()->value);
     material.Emissive = ToDevice(colors[kEmissive].Get()->value);
-    material.Power = power.Get()->value;
+    material.Power = power->value;
 }
 
 void MaterialSimple::Prepare() {
-    bool constant = power.Get()->IsConstant();
-    for (auto& slot : colors) constant = constant && slot.Get()->IsConstant();
+    bool constant = power->IsConstant();
+    for (auto& slot : colors) constant = constant && slot->IsConstant();
     if (constant) {
         UpdateControllers(0.0f);
         CopyValues();
         isStatic = true;
     }
-    for (auto& stage : stages) stage.Get()->Prepare();
+    for (auto& stage : stages) stage->Prepare();
 }
 
 void MaterialSimple::Update(f32 time) {
@@ -83,7 +84,7 @@ void MaterialSimple::Update(f32 time) {
         UpdateControllers(time);
         CopyValues();
     }
-    for (auto& stage : stages) stage.Get()->Update(time);
+    for (auto& stage : stages) stage->Update(time);
 }
 
 u32 MaterialSimple::Begin(u32) { return 1; }
@@ -133,13 +134,9 @@ void MaterialSimple::SetConstants(const color& diffuse, const color& ambient, co
                                   const color& emissive, f32 specularPower) {
     const color* values[kColorCount] = {&diffuse, &ambient, &specular, &emissive};
     for (u32 i = 0; i < kColorCount; ++i) {
-        auto* constant = new controller::Const<color>;
-        constant->value = *values[i];
-        SetColorController(static_cast<ColorChannel>(i), constant);
+        SetColorController(static_cast<ColorChannel>(i), new controller::Const<color>(*values[i]));
     }
-    auto* constant = new controller::Const<f32>;
-    constant->value = specularPower;
-    SetPowerController(constant);
+    SetPowerController(new controller::Const<f32>(specularPower));
 }
 
 bool MaterialSimple::Validate(std::string& reason) const {
@@ -159,7 +156,7 @@ bool MaterialSimple::Validate(std::string& reason) const {
             reason = "a material has an empty texture stage";
             return false;
         }
-        if (!stage.Get()->Validate(reason)) return false;
+        if (!stage->Validate(reason)) return false;
     }
     return true;
 }

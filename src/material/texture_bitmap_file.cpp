@@ -4,9 +4,10 @@
 #include <cstdio>
 
 #include "fxutil/texture.h"
+#include "io/block.h"
 #include "io/registry.h"
 #include "io/stream.h"
-#include "platform/system/debug.h"
+#include "platform/system/system.h"
 #include "render/context.h"
 #include "trace/tracer.h"
 
@@ -23,7 +24,7 @@ constexpr f32 kNormalMapAmplitude = 10.0f;
 TextureBitmapFile::TextureBitmapFile(const std::string& name, u32 value) : fileName(name), flags(value) {}
 
 bool TextureBitmapFile::Read(osmio::InStream* in) {
-    if (in->IsChunked() && in->GetChunkVersion() != 1) return false;
+    if (!osmio::VersionIs(in, 1)) return false;
     i32 contents = 0;
     in->ReadI32(&contents);
     normalMap = (contents & kNormalMap) != 0;
@@ -33,10 +34,7 @@ bool TextureBitmapFile::Read(osmio::InStream* in) {
     }
     i32 size = 0;
     in->ReadI32(&size);
-    if (!osmio::CountFits(in, size, 1)) return false;
-    fileData.resize(static_cast<std::size_t>(size));
-    if (size != 0) in->ReadBytes(fileData.data(), static_cast<u32>(size));
-    return true;
+    return osmio::ReadBlock(in, fileData, size, "bytes of an image");
 }
 
 void TextureBitmapFile::Write(osmio::OutStream* out) {
@@ -49,7 +47,7 @@ void TextureBitmapFile::Write(osmio::OutStream* out) {
         out->WriteString(fileName);
     } else {
         out->WriteI32(static_cast<i32>(fileData.size()));
-        out->WriteBytes(fileData.data(), static_cast<u32>(fileData.size()));
+        osmio::WriteBlock(out, fileData);
     }
 }
 
@@ -67,7 +65,7 @@ void TextureBitmapFile::Load() {
         D3DXCreateTextureFromFileInMemory(device, fileData.data(), static_cast<u32>(fileData.size()),
                                           texture.Put());
     } else if (FAILED(D3DXCreateTextureFromFileA(device, fileName.c_str(), texture.Put()))) {
-        platform::DebugString(("Filename : " + fileName + "\n").c_str());
+        platform::DebugString("Filename : " + fileName + "\n");
     }
     if (!normalMap || !texture) return;
     D3DSURFACE_DESC level;

@@ -2,6 +2,7 @@
 
 #include <utility>
 
+#include "controller/constant.h"
 #include "fxutil/math.h"
 #include "io/registry.h"
 #include "io/stream.h"
@@ -14,11 +15,11 @@ namespace {
 
 constexpr f32 kEpsilon = 0.0001f;
 
-bool IsNearIdentity(const matrix& m) { return MatrixNearlyEqual(m, IdentityMatrix(), kEpsilon); }
+bool IsNearIdentity(const matrix& m) { return MatrixNearlyEqual(m, kMatrixIdentity, kEpsilon); }
 
 // Row 2 is the translation row of a texture matrix with two coordinates.
 matrix Shift(f32 u, f32 v) {
-    matrix m = IdentityMatrix();
+    matrix m = kMatrixIdentity;
     m.m[2][0] = u;
     m.m[2][1] = v;
     return m;
@@ -26,7 +27,7 @@ matrix Shift(f32 u, f32 v) {
 
 }  // namespace
 
-TextureStage::TextureStage() : fixedTransform(IdentityMatrix()), animatedTransform(IdentityMatrix()) {}
+TextureStage::TextureStage() : fixedTransform(kMatrixIdentity), animatedTransform(kMatrixIdentity) {}
 
 bool TextureStage::Read(osmio::InStream* in) {
     const u32 version = in->GetChunkVersion();
@@ -34,7 +35,7 @@ bool TextureStage::Read(osmio::InStream* in) {
     texture = osmio::ReadSlot<Texture>(in);
     if (!state.Read(in)) return false;
     SetFixedTransform(state.matrix);
-    for (auto& slot : channels) ReplaceController(slot, osmio::ReadSlot<FloatController>(in));
+    for (auto& slot : channels) ReadController(in, slot);
     if (version >= 2) {
         u8 mode = 0;
         in->ReadU8(&mode);
@@ -56,7 +57,7 @@ void TextureStage::Write(osmio::OutStream* out) {
 void TextureStage::SetFixedTransform(const matrix& value) {
     state.matrix = value;
     hasFixedTransform = !IsNearIdentity(value);
-    fixedTransform = hasFixedTransform ? value : IdentityMatrix();
+    fixedTransform = hasFixedTransform ? value : kMatrixIdentity;
 }
 
 void TextureStage::SetController(Channel channel, FloatController* value) {
@@ -66,15 +67,14 @@ void TextureStage::SetController(Channel channel, FloatController* value) {
 void TextureStage::FillWithNeutralControllers() {
     for (u32 channel = 0; channel < kChannelCount; ++channel) {
         if (channels[channel].Get() != nullptr) continue;
-        auto* constant = new controller::Const<f32>;
-        constant->value = channel == kUTiling || channel == kVTiling ? 1.0f : 0.0f;
-        SetController(static_cast<Channel>(channel), constant);
+        const f32 neutral = channel == kUTiling || channel == kVTiling ? 1.0f : 0.0f;
+        SetController(static_cast<Channel>(channel), new controller::Const<f32>(neutral));
     }
 }
 
 void TextureStage::Prepare() {
     isStatic = true;
-    for (auto& slot : channels) isStatic = isStatic && slot.Get()->IsConstant();
+    for (auto& slot : channels) isStatic = isStatic && slot->IsConstant();
     if (isStatic) ComputeTransform();
 }
 
@@ -95,7 +95,7 @@ void TextureStage::ComputeTransform() {
     const auto value = [this](Channel channel) { return channels[channel].Get()->value; };
     const matrix centre = Shift(0.5f, -0.5f);
     const matrix shift = Shift(-value(kUOffset), value(kVOffset));
-    matrix scale = IdentityMatrix();
+    matrix scale = kMatrixIdentity;
     scale.m[0][0] = value(kUTiling);
     scale.m[1][1] = value(kVTiling);
     const quat turn = QuatFromEuler(value(kUAngle), value(kVAngle), -value(kWAngle));

@@ -1,0 +1,215 @@
+// What geometries put into device buffers and send to draw.
+#include <gtest/gtest.h>
+
+#include <cstring>
+
+#include "geometry/geometry_composite.h"
+#include "geometry/geometry_simple.h"
+#include "scene/value_operations.h"
+#include "support/engine_device.h"
+
+using namespace osm3d;
+
+namespace {
+
+struct GeometryDevice : testing::Test {
+    support::EngineDevice engine;
+
+    // The floats and words of the vertex buffer, one row per vertex.
+    std::vector<std::vector<f32>> Rows(const GeometrySimple& g) {
+        u32 fvf = 0;
+        u32 stride = 0;
+        g.GetVertexFormat(&fvf, &stride);
+        const auto bytes = engine.recorded().Contents(g.VertexBuffer());
+        std::vector<std::vector<f32>> rows(bytes.size() / stride, std::vector<f32>(stride / 4));
+        for (std::size_t v = 0; v < rows.size(); ++v) std::memcpy(rows[v].data(), &bytes[v * stride], stride);
+        return rows;
+    }
+
+    std::vector<u16> Indices(const GeometrySimple& g) {
+        const auto bytes = engine.recorded().Contents(g.IndexBuffer());
+        std::vector<u16> words(bytes.size() / 2);
+        std::memcpy(words.data(), bytes.data(), bytes.size());
+        return words;
+    }
+
+    void TearDown() override {
+        for (const std::string& fault : engine.recorded().faults) ADD_FAILURE() << fault;
+    }
+};
+
+void MakeTriangle(GeometrySimple& g) {
+    g.positions = {{0, 0, 0}, {1, 0, 0}, {0, 1, 0}};
+    g.triangles = {{{2, 1, 0}}};
+}
+
+}  // namespace
+
+TEST_F(GeometryDevice, VerticesAreInterleavedInOrder) {
+    GeometrySimple g;
+    MakeTriangle(g);
+    g.normals = {{1, 2, 3}, {4, 5, 6}, {7, 8, 9}};
+    g.uvSets = {{{10, 11}, {12, 13}, {14, 15}}, {{20, 21}, {22, 23}, {24, 25}}};
+    g.Initialize();
+    const auto rows = Rows(g);
+    ASSERT_EQ(rows.size(), 3u);
+    EXPECT_EQ(rows[1], (std::vector<f32>{1, 0, 0, 4, 5, 6, 12, 13, 22, 23}));
+    EXPECT_EQ(Indices(g), (std::vector<u16>{2, 1, 0}));
+
+    // Once more with other arrays: everything anew.
+    g.normals.clear();
+    g.uvSets.clear();
+    g.positions.push_back({5, 5, 5});
+    g.Initialize();
+    EXPECT_EQ(Rows(g).size(), 4u);
+    EXPECT_EQ(Rows(g)[3], (std::vector<f32>{5, 5, 5}));
+}
+
+TEST_F(GeometryDevice, ColoursTakeTheNormalsPlaceAndSwitchLightingOffAroundTheDraw) {
+    GeometrySimple g;
+    MakeTriangle(g);
+    g.normals.resize(3);
+    g.colors = {{1, 0.5f, 0, 2}, {0, 0, 0, 0}, {0, 0, 0, 0}};
+    g.Initialize();
+    EXPECT_EQ(Rows(g)[0].size(), 4u);
+    u32 word = 0;
+    std::memcpy(&word, &Rows(g)[0][3], 4);
+    EXPECT_EQ(word, 0xffff8000u);
+
+    engine.context().BeginScene();
+    engine.recorded().Clear();
+    g.Draw();
+    const auto lighting = engine.recorded().Named("SetRenderState");
+    ASSERT_EQ(lighting.size(), 2u);
+    EXPECT_EQ(lighting[0].args, (std::vector<i64>{D3DRS_LIGHTING, 0}));
+    EXPECT_EQ(lighting[1].args, (std::vector<i64>{D3DRS_LIGHTING, 1}));
+    EXPECT_EQ(engine.recorded().Calls().back().args, lighting[1].args);
+    EXPECT_EQ(engine.recorded().Count("DrawIndexedPrimitive", {D3DPT_TRIANGLELIST, 0, 0, 3, 0, 1}), 1u);
+    EXPECT_EQ(engine.recorded().Count("SetFVF", {0x42}), 1u);
+    engine.context().EndScene();
+}
+
+TEST_F(GeometryDevice, DrawSendsBuffersThenTheWholeList) {
+    GeometrySimple g;
+    MakeTriangle(g);
+    g.normals.resize(3);
+    g.Draw();  // nothing before Initialize
+    EXPECT_EQ(engine.recorded().Count("DrawIndexedPrimitive"), 0u);
+    g.Initialize();
+    engine.context().BeginScene();
+    engine.recorded().Clear();
+    g.Draw();
+    std::vector<std::string_view> names;
+    for (const auto& call : engine.recorded().Calls()) names.push_back(call.name);
+    EXPECT_EQ(names,
+              (std::vector<std::string_view>{"SetIndices", "SetVertexShader", "SetFVF", "SetStreamSource",
+                                             "ValidateDevice", "DrawIndexedPrimitive"}));
+    engine.context().effectActive = true;
+    engine.recorded().Clear();
+    g.Draw();
+    EXPECT_EQ(engine.recorded().Count("SetVertexShader"), 0u) << "an effect keeps its vertex shader";
+    engine.context().effectActive = false;
+    engine.context().EndScene();
+}
+
+TEST_F(GeometryDevice, UpdateWritesWhatTheMaskNames) {
+    GeometrySimple g(true, false);
+    MakeTriangle(g);
+    g.normals.assign(3, {0, 0, 1});
+    g.uvSets = {{{1, 1}, {2, 2}, {3, 3}}};
+    g.Initialize();
+    g.positions.assign(3, {7, 7, 7});
+    g.normals.assign(3, {8, 8, 8});
+    g.uvSets[0].assign(3, {9, 9});
+    g.triangles[0] = {{0, 1, 2}};
+
+    g.UpdateBuffers(GeometrySimple::kUpdatePositions);
+    EXPECT_EQ(Rows(g)[1], (std::vector<f32>{7, 7, 7, 0, 0, 1, 2, 2}));
+    g.UpdateBuffers(GeometrySimple::kUpdateNormals);
+    EXPECT_EQ(Rows(g)[1], (std::vector<f32>{7, 7, 7, 8, 8, 8, 2, 2}));
+    EXPECT_EQ(Indices(g), (std::vector<u16>{2, 1, 0}));
+    // 0x200 is vertex number 1 (and 0x200 & 0x300 number 2), whatever the set.
+    g.UpdateBuffers(0x200);
+    EXPECT_EQ(Rows(g)[0].back(), 1.0f);
+    EXPECT_EQ(Rows(g)[1].back(), 9.0f);
+    EXPECT_EQ(Rows(g)[2].back(), 9.0f);
+    g.UpdateBuffers(GeometrySimple::kUpdateIndices);
+    EXPECT_EQ(Indices(g), (std::vector<u16>{0, 1, 2}));
+
+    // A shape that has grown since Initialize stays out of the old buffers.
+    g.positions.resize(50);
+    g.normals.resize(50);
+    g.uvSets[0].resize(50);
+    g.UpdateBuffers(0xffff);
+    EXPECT_EQ(Rows(g).size(), 3u);
+}
+
+TEST_F(GeometryDevice, DynamicFlagsReachTheDevice) {
+    GeometrySimple g(true, false);
+    MakeTriangle(g);
+    g.Initialize();
+    const auto vertices = engine.recorded().Named("CreateVertexBuffer");
+    const auto indices = engine.recorded().Named("CreateIndexBuffer");
+    ASSERT_EQ(vertices.size(), 1u);
+    ASSERT_EQ(indices.size(), 1u);
+    EXPECT_EQ(vertices[0].args[0], 36);
+    EXPECT_EQ(vertices[0].args[1], D3DUSAGE_WRITEONLY | D3DUSAGE_DYNAMIC);
+    EXPECT_EQ(indices[0].args[0], 6);
+    EXPECT_EQ(indices[0].args[1], D3DUSAGE_WRITEONLY);
+}
+
+TEST_F(GeometryDevice, TangentFrameOfAFlatQuad) {
+    GeometrySimple g;
+    g.positions = {{0, 0, 0}, {1, 0, 0}, {1, 1, 0}, {0, 1, 0}};
+    g.triangles = {{{0, 1, 2}}, {{0, 2, 3}}};
+    g.normals.assign(4, {0, 0, 1});
+    g.uvSets = {{{0, 0}, {1, 0}, {1, 1}, {0, 1}}};
+    g.hasTangents = true;
+    g.Initialize();
+    const auto rows = Rows(g);
+    EXPECT_EQ(rows[1], (std::vector<f32>{1, 0, 0, 0, 0, 1, 1, 0, 1, 0, 0, 0, -1, 0}));
+    // Of triangle 0 at vertex 1: e1 = (-1, 0, 0), e2 = (0, 1, 0), so T = e1 * 1 - e2 * 0 and B = e1 * 0 - e2
+    // * -1, whose cross product points down; both turn round.
+    EXPECT_EQ(g.tangents[1], (vect3{1, 0, 0}));
+    EXPECT_EQ(g.binormals[1], (vect3{0, -1, 0}));
+}
+
+TEST_F(GeometryDevice, CompositeInitialisesAndDrawsItsPartsInOrder) {
+    auto* a = new GeometrySimple;
+    MakeTriangle(*a);
+    auto* b = new GeometrySimple;
+    MakeTriangle(*b);
+    b->triangles.push_back({{0, 1, 2}});
+    GeometryComposite both(std::vector<Geometry*>{a, b});
+    both.Initialize();
+    engine.context().BeginScene();
+    both.Draw();
+    const auto draws = engine.recorded().Named("DrawIndexedPrimitive");
+    ASSERT_EQ(draws.size(), 2u);
+    EXPECT_EQ(draws[0].args.back(), 1);
+    EXPECT_EQ(draws[1].args.back(), 2);
+    engine.context().EndScene();
+}
+
+TEST_F(GeometryDevice, NothingToDrawMakesNoBuffers) {
+    GeometrySimple g;
+    g.Initialize();
+    engine.context().BeginScene();
+    engine.recorded().Clear();
+    g.Draw();
+    g.UpdateBuffers(0x1ffff);
+    EXPECT_TRUE(engine.recorded().Calls().empty());
+    engine.context().EndScene();
+}
+
+TEST(GeometryRefusedDevice, LacksBuffersAndStaysQuiet) {
+    support::EngineDevice engine;
+    engine.recorded().adapter.refuse_resources = true;
+    GeometrySimple g;
+    MakeTriangle(g);
+    g.Initialize();
+    g.UpdateBuffers(0x1ffff);
+    g.Draw();
+    EXPECT_EQ(g.VertexBuffer(), nullptr);
+    EXPECT_EQ(engine.recorded().Count("DrawIndexedPrimitive"), 0u);
+}
