@@ -20,7 +20,7 @@ std::string FileNameOfPath(const std::string& path);
 // NOLINTNEXTLINE(readability-identifier-naming)
 class data_scene : public SceneData {
   public:
-    data_scene() = default;
+    data_scene();
 
     /// Takes `loaded` over; the texts stay empty. The scene was made in code, or a package owns what it
     /// refers to.

@@ -20,8 +20,8 @@ class PlaybackHost {
 
     /// Sizes in pixels; `colorBits` 16 or 32, not used when `windowed`; `antialias` 1 asks for two samples, 2
     /// for four, anything else for none. Always true: a device that cannot be had ends the process.
-    virtual bool Start(HWND window, HINSTANCE instance, u32 width, u32 height, i32 colorBits, bool windowed,
-                       u32 antialias);
+    virtual bool Start(HWND window, HINSTANCE instance, u32 pixelWidth, u32 pixelHeight, i32 colorBits,
+                       bool windowed, u32 antialias);
     virtual void Stop();
 
     /// A red cross on the clear colour, for a time with nothing to show. Needs Start.

@@ -2,7 +2,6 @@
 #pragma once
 
 #include <memory>
-#include <string>
 #include <unordered_map>
 #include <utility>
 #include <vector>
@@ -33,16 +32,13 @@ class Texture;
 ///     scene.meshes.push_back(scene.Own(std::move(mesh)));
 class SceneHierarchy : public Scene {
   public:
-    /// A tree has at most this many levels; deeper ones are refused.
-    static constexpr u32 kMaxTreeDepth = 1024;
-
     SceneHierarchy() = default;
     SceneHierarchy(const SceneHierarchy&) = delete;
     SceneHierarchy& operator=(const SceneHierarchy&) = delete;
     /// Deletes what Own took.
     ~SceneHierarchy() override;
 
-    /// Versions 1 and 2. After false GetReadProblem says why.
+    /// Versions 1 and 2. A tree that is none (a node missing, twice or too deep) fails the stream.
     bool Read(osmio::InStream* in) override;
     /// Writes version 2.
     void Write(osmio::OutStream* out) override;
@@ -84,9 +80,6 @@ class SceneHierarchy : public Scene {
         return pointer;
     }
 
-    /// Why Read gave false; empty otherwise.
-    const std::string& GetReadProblem() const { return readProblem; }
-
     /// The chain of renderers, and how many of them are active in the current Render.
     std::vector<SceneRenderer*> renderers;
     u32 rendererDepth = 0;
@@ -109,27 +102,32 @@ class SceneHierarchy : public Scene {
     HierarchyNode* root = nullptr;
 
   private:
+    /// Where a record stands among all: by its material, then by its place in the queue.
+    struct Place {
+        u32 rank;
+        const Material* material;
+        u32 index;
+    };
     struct Group {
         u32 kind;
         u32 first;
         u32 count;
     };
 
-    bool Refuse(const char* problem);
     bool ReadTree(osmio::InStream* in);
-    void WriteTree(osmio::OutStream* out);
     void RankMaterials();
-    u32 RankOf(const Material* material) const;
+    void GroupByMaterial(const std::vector<DrawRecord>& records);
     void BeginContents();
+    void EndContents();
+    void RenderVisibleMeshes();
     void DrawGroup(const std::vector<DrawRecord>& records, const Group& group);
 
     std::vector<std::unique_ptr<osmio::Serializable>> owned;
-    std::string readProblem;
     std::unordered_map<const Material*, u32> materialRanks;
     // Storage of a frame, kept from frame to frame.
     std::vector<HierarchyNode*> nodeStack;
     std::vector<std::unique_ptr<DrawQueue>> spareQueues;
-    std::vector<std::pair<u32, u32>> drawOrder;
+    std::vector<Place> places;
     std::vector<Group> groups;
 };
 

@@ -1,0 +1,98 @@
+#include "driver/data_object.h"
+
+#include <utility>
+
+#include "material/texture_bitmap_file.h"
+#include "scene/scene_file.h"
+#include "scene/scene_hierarchy.h"
+
+namespace osm3d {
+
+namespace {
+
+// What a data object asks of its texture; kept and handed back, nothing more.
+constexpr u32 kTextureFlags = 2;
+
+Texture* LoadTexture(const std::string& file) {
+    auto texture = std::make_unique<TextureBitmapFile>(file, kTextureFlags);
+    texture->Load();
+    return texture.release();
+}
+
+}  // namespace
+
+std::string FileNameOfPath(const std::string& path) {
+    if (path.empty()) {
+        return {};
+    }
+    std::size_t at = path.size() - 1;
+    while (at > 0 && path[at] != '\\') {
+        --at;
+    }
+    return path.substr(at + 1);
+}
+
+// ---- scenes
+
+data_scene::data_scene(SceneHierarchy* loaded) : attached(loaded) { scene = loaded; }
+
+data_scene::data_scene() = default;
+
+data_scene::~data_scene() = default;
+
+bool data_scene::Load(const std::string& file) {
+    if (!ReadFile(file)) {
+        return false;
+    }
+    name = FileNameOfPath(file);
+    path = file;
+    description = "a osm3d 2 scene (should see how much data there is in).";
+    return true;
+}
+
+bool data_scene::Reload() {
+    scene = nullptr;
+    attached.reset();
+    graph.Clear();
+    return ReadFile(path);
+}
+
+bool data_scene::ReadFile(const std::string& file) {
+    const auto in = OpenSceneFile(file, loadError);
+    if (in == nullptr) {
+        return false;
+    }
+    osmio::ObjectGraph read;
+    SceneHierarchy* loaded = nullptr;
+    const bool usable = LoadSceneStream(*in, read, loaded, loadError);
+    if (graph.Size() != 0) {
+        earlier.push_back(std::move(graph));
+    }
+    graph = std::move(read);
+    scene = loaded;
+    if (usable) {
+        scene->LoadResources();
+    }
+    return usable;
+}
+
+// ---- images
+
+data_texture::data_texture(const std::string& file) {
+    path = file;
+    texture = LoadTexture(file);
+    name = FileNameOfPath(file);
+    description = file;
+}
+
+data_texture::data_texture(Texture* loaded) { texture = loaded; }
+
+data_texture::~data_texture() { delete texture; }
+
+bool data_texture::Reload() {
+    delete texture;
+    texture = LoadTexture(path);
+    return true;
+}
+
+}  // namespace osm3d

@@ -1,0 +1,210 @@
+#include "scene/scene_validation.h"
+
+#include <cstddef>
+#include <unordered_set>
+#include <vector>
+
+#include "controller/validation.h"
+#include "geometry/mesh.h"
+#include "material/material.h"
+#include "material/texture.h"
+#include "render/scene_renderer.h"
+#include "scene/atmospheric.h"
+#include "scene/camera.h"
+#include "scene/hierarchy_node.h"
+#include "scene/light.h"
+#include "scene/scene_hierarchy.h"
+
+namespace osm3d {
+
+namespace {
+
+/// Walks one scene; the first problem stands in `reason`.
+class Validator {
+  public:
+    Validator(const SceneHierarchy& subject, std::string& out) : scene(subject), reason(out) {}
+
+    bool Run() {
+        if (scene.root == nullptr) {
+            return Refuse("the scene has no root node");
+        }
+        return (ValidateTree(scene.root, reason) || Prefix("the tree")) && Lists() && Materials() &&
+               Meshes() && Cameras() && Lights() && Atmospherics();
+    }
+
+  private:
+    bool Refuse(const std::string& text) {
+        reason = text;
+        return false;
+    }
+
+    bool Prefix(const std::string& place) {
+        reason = place + ": " + reason;
+        return false;
+    }
+
+    static std::string Name(const char* what, std::size_t index) {
+        return std::string(what) + " " + std::to_string(index);
+    }
+
+    // Nothing missing, and nothing twice: each entry is loaded and updated once.
+    template <class T>
+    bool Entries(const std::vector<T*>& list, const char* what, std::unordered_set<const void*>& seen) {
+        for (std::size_t i = 0; i < list.size(); ++i) {
+            if (list[i] == nullptr) {
+                return Refuse(Name(what, i) + " is missing or of a class that is not known");
+            }
+            if (!seen.insert(list[i]).second) {
+                return Refuse(Name(what, i) + " stands in the scene's lists twice");
+            }
+        }
+        return true;
+    }
+
+    bool Lists() {
+        std::unordered_set<const void*> textures;
+        std::unordered_set<const void*> materials;
+        std::unordered_set<const void*> meshes;
+        std::unordered_set<const void*> cameras;
+        std::unordered_set<const void*> lights;
+        std::unordered_set<const void*> atmospherics;
+        std::unordered_set<const void*> renderers;
+        return Entries(scene.textures, "texture", textures) &&
+               Entries(scene.materials, "material", materials) && Entries(scene.meshes, "mesh", meshes) &&
+               Entries(scene.cameras, "camera", cameras) && Entries(scene.lights, "light", lights) &&
+               Entries(scene.atmosphericsBefore, "atmospheric before the meshes", atmospherics) &&
+               Entries(scene.atmosphericsAfter, "atmospheric after the meshes", atmospherics) &&
+               Entries(scene.renderers, "scene renderer", renderers);
+    }
+
+    bool Controllers(const Animatable& subject) {
+        for (const Controller* controller : subject.Controllers()) {
+            if (!controller::Validate(controller, reason)) {
+                return false;
+            }
+        }
+        return true;
+    }
+
+    bool Placement(const Transformable& subject) {
+        const auto* node = dynamic_cast<const HierarchyNode*>(subject.transformation);
+        return node == nullptr || !nodes.insert(node).second || node->Validate(reason) ||
+               Prefix("its transformation");
+    }
+
+    bool OneMaterial(const Material* material, const std::string& place) {
+        if (!checked.insert(material).second) {
+            return true;
+        }
+        return (material->Validate(reason) && Controllers(*material)) || Prefix(place);
+    }
+
+    bool Materials() {
+        for (std::size_t i = 0; i < scene.materials.size(); ++i) {
+            if (!OneMaterial(scene.materials[i], Name("material", i))) {
+                return false;
+            }
+        }
+        return true;
+    }
+
+    bool Meshes() {
+        for (std::size_t i = 0; i < scene.meshes.size(); ++i) {
+            const Mesh& mesh = *scene.meshes[i];
+            const std::string name = Name("mesh", i);
+            if (!mesh.Validate(reason) || !Controllers(mesh) || !Placement(mesh)) {
+                return Prefix(name);
+            }
+            if (mesh.GetMaterial() != nullptr && !OneMaterial(mesh.GetMaterial(), name + ", its material")) {
+                return false;
+            }
+        }
+        return true;
+    }
+
+    bool Cameras() {
+        for (std::size_t i = 0; i < scene.cameras.size(); ++i) {
+            if (!Controllers(*scene.cameras[i]) || !Placement(*scene.cameras[i])) {
+                return Prefix(Name("camera", i));
+            }
+        }
+        const Camera* current = scene.currentCamera;
+        if (current != nullptr && (!Controllers(*current) || !Placement(*current))) {
+            return Prefix("the current camera");
+        }
+        if (scene.cameras.empty() && current == nullptr && !scene.meshes.empty()) {
+            return Refuse("the scene has meshes and no camera");
+        }
+        return true;
+    }
+
+    bool OneLight(const Light& light) {
+        if (const auto* omni = dynamic_cast<const LightOmni*>(&light)) {
+            const bool complete = omni->GetAmbient() != nullptr && omni->GetDiffuse() != nullptr &&
+                                  omni->GetSpecular() != nullptr && omni->GetRange() != nullptr &&
+                                  omni->GetAttenuation(0) != nullptr && omni->GetAttenuation(1) != nullptr &&
+                                  omni->GetAttenuation(2) != nullptr;
+            if (!complete) {
+                return Refuse("one of its seven controllers is missing");
+            }
+        }
+        return Controllers(light) && Placement(light);
+    }
+
+    bool Lights() {
+        for (std::size_t i = 0; i < scene.lights.size(); ++i) {
+            if (!OneLight(*scene.lights[i])) {
+                return Prefix(Name("light", i));
+            }
+        }
+        return scene.shadowLight == nullptr || OneLight(*scene.shadowLight) || Prefix("the shadow light");
+    }
+
+    bool OneAtmospheric(const Atmospheric& atmospheric) {
+        if (const auto* fog = dynamic_cast<const AtmosphericFog*>(&atmospheric)) {
+            if (fog->GetColor() != nullptr &&
+                (fog->GetIntensityNear() == nullptr || fog->GetIntensityFar() == nullptr)) {
+                return Refuse("a fog has a colour and lacks an intensity");
+            }
+        }
+        if (const auto* clear = dynamic_cast<const AtmosphericBackground*>(&atmospheric)) {
+            if (clear->GetClearMode() == AtmosphericBackground::kColor && clear->GetColor() == nullptr) {
+                return Refuse("a colour background has no colour");
+            }
+            if (clear->GetClearMode() == AtmosphericBackground::kBitmap && clear->GetTexture() == nullptr) {
+                return Refuse("a bitmap background has no texture");
+            }
+            if (clear->GetClearMode() == AtmosphericBackground::kCube) {
+                return Refuse("cube map backgrounds are not supported");
+            }
+        }
+        return Controllers(atmospheric);
+    }
+
+    bool Atmospherics() {
+        for (std::size_t i = 0; i < scene.atmosphericsBefore.size(); ++i) {
+            if (!OneAtmospheric(*scene.atmosphericsBefore[i])) {
+                return Prefix(Name("atmospheric before the meshes", i));
+            }
+        }
+        for (std::size_t i = 0; i < scene.atmosphericsAfter.size(); ++i) {
+            if (!OneAtmospheric(*scene.atmosphericsAfter[i])) {
+                return Prefix(Name("atmospheric after the meshes", i));
+            }
+        }
+        return scene.background == nullptr || OneAtmospheric(*scene.background) || Prefix("the background");
+    }
+
+    const SceneHierarchy& scene;
+    std::string& reason;
+    std::unordered_set<const HierarchyNode*> nodes;
+    std::unordered_set<const Material*> checked;
+};
+
+}  // namespace
+
+bool ValidateScene(const SceneHierarchy& scene, std::string& reason) {
+    return Validator(scene, reason).Run();
+}
+
+}  // namespace osm3d
