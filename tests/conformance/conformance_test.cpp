@@ -8,11 +8,13 @@
 #include "conformance/picture.h"
 
 namespace conformance {
+
+// What GoogleTest calls a case in its messages.
+void PrintTo(const Case& entry, std::ostream* out) { *out << entry.name; }
+
 namespace {
 
 const std::string kGolden = OSM_GOLDEN_DIR;
-
-void PrintTo(const Case& entry, std::ostream* out) { *out << entry.name; }
 
 class Conformance : public testing::TestWithParam<Case> {};
 
