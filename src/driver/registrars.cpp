@@ -1,7 +1,5 @@
 // The one Driver and the registry of stored classes. They stand in one file because their order counts:
 // objects of one file are made from the top down and end from the bottom up.
-#include "driver/registrars.h"
-
 #include "controller/constant.h"
 #include "controller/key_framed.h"
 #include "controller/operators.h"
@@ -66,6 +64,8 @@ const ChunkRegistrer<TextureStage> kTextureStage(FourCC("TS__"));
 
 Driver& GetDriver() { return theDriver; }
 
-void UseStoredClasses() {}
-
 }  // namespace osm3d
+
+// The build names this symbol to have this file linked in wherever the engine is linked as a library.
+extern "C" void OsmUseStoredClasses();
+void OsmUseStoredClasses() {}
