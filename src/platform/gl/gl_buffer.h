@@ -20,16 +20,20 @@ class GlBuffer : public GlObject {
     // Brings OpenGL up to date and returns the buffer's name. Call at each draw that reads it.
     GLuint Prepare() {
         if (dirty_first_ < dirty_last_) Upload();
+        if (!name_) MakeForDraw();
         used_ = true;
         return name_;
     }
+    // Where this buffer's bytes start within the OpenGL buffer, a multiple of 256: to be added to every
+    // offset. Valid after Prepare, until the next lock.
+    u32 BaseOffset() const { return base_; }
     u32 Size() const { return size_; }
     DWORD Usage() const { return usage_; }
     bool Index() const { return index_; }
     // GL_UNSIGNED_SHORT or GL_UNSIGNED_INT of an index buffer.
     GLenum IndexType() const { return format_ == D3DFMT_INDEX32 ? GL_UNSIGNED_INT : GL_UNSIGNED_SHORT; }
     u32 IndexBytes() const { return format_ == D3DFMT_INDEX32 ? 4 : 2; }
-    // The bytes as the application wrote them, for work on the processor.
+    // The bytes as the application wrote them, for work on the processor. Slow to read on a dynamic buffer.
     const u8* Bytes() const { return mapped_ ? mapped_ : memory_.get(); }
 
   protected:
@@ -39,6 +43,7 @@ class GlBuffer : public GlObject {
     // Size 0 locks to the end. INVALIDCALL for ranges outside and a null place.
     HRESULT LockRange(u32 offset, u32 size, void** data, DWORD flags);
     HRESULT UnlockRange();
+    DWORD ChangePriority(DWORD priority);
 
     u32 size_;
     DWORD usage_;
@@ -54,18 +59,24 @@ class GlBuffer : public GlObject {
         GLsync fence = nullptr;
     };
     void Upload();
-    bool MakeStore(Store& store) const;
+    void MakeForDraw();
+    bool EnsureMemory();
+    bool MakeStore();
+    void UseStore(std::size_t store, u32 base);
     void Discard();
-    void WaitForUse();
 
-    bool index_, persistent_ = false;
+    bool index_;
+    bool persistent_;    // dynamic, and the context can keep buffers mapped
     bool used_ = false;  // by a draw since the last wait or discard
     u32 locks_ = 0;
-    u32 dirty_first_ = 0, dirty_last_ = 0;
+    u32 pending_first_ = 0, pending_last_ = 0;  // locked for writing
+    u32 dirty_first_ = 0, dirty_last_ = 0;      // to be uploaded
     GLuint name_ = 0;
+    u32 base_ = 0;
     u8* mapped_ = nullptr;
     std::unique_ptr<u8[]> memory_;
     std::vector<Store> stores_;
+    u32 capacity_ = 0;  // bytes of a store
     std::size_t current_ = 0;
 };
 

@@ -4,6 +4,8 @@
 #include <epoxy/gl.h>
 
 #include <memory>
+#include <string>
+#include <utility>
 #include <vector>
 
 #include "platform/gl/gl_state_cache.h"
@@ -17,14 +19,14 @@ struct GlFeatures {
     bool anisotropy = false;
     float max_anisotropy = 1;
     bool buffer_storage = false;  // persistent maps
-    bool es2_compatibility = false;
+    bool texture_storage = false;
     u32 max_texture_size = 1024, max_cube_size = 1024;
     u32 max_clip_distances = 6;
     u32 max_samples = 0;
     u32 max_vertex_uniform_vectors = 256;
     u32 max_uniform_block_bytes = 16384;
     float max_point_size = 1;
-    const char* renderer = "";
+    std::string renderer;
 };
 
 class GlContext {
@@ -40,6 +42,8 @@ class GlContext {
     void Activate() {
         if (current_ != this) Switch();
     }
+    // The same when code outside may have bound a context of its own since.
+    void Recheck();
     // Shows what the default framebuffer holds; nothing without a window.
     virtual void SwapBuffers() {}
     // Size of the window's default framebuffer in pixels; false without a window.
@@ -49,6 +53,11 @@ class GlContext {
 
     const GlFeatures& Features() const { return features_; }
     GlStateCache& State() { return state_; }
+
+    // Clears and copies change masks, tests and the scissor behind the pipeline's back: they mark it, and the
+    // next draw asks (and unmarks) before it trusts what it has set.
+    void MarkTouched() { touched_ = true; }
+    bool TakeTouched() { return std::exchange(touched_, false); }
 
     // A framebuffer object for a colour and a depth attachment, made once per pair and kept until one of them
     // is forgotten. Ids are those of GlImage; 0 for no attachment.
@@ -70,6 +79,8 @@ class GlContext {
     GlContext() = default;
     // Binds this context in the window system; false when that failed.
     virtual bool Bind() = 0;
+    // Whether the window system has it bound now.
+    virtual bool IsBound() const = 0;
     // After the context is bound for the first time: version check, features. False when it is below 3.3.
     bool Start();
     // Before the context goes: current nowhere.
@@ -84,6 +95,7 @@ class GlContext {
     static thread_local GlContext* current_;
     GlFeatures features_;
     GlStateCache state_;
+    bool touched_ = false;
     std::vector<CachedFramebuffer> framebuffers_;
 };
 

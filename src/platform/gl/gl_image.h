@@ -57,9 +57,13 @@ class GlImage {
     GlContext::Attachment AttachmentOf(u32 face, u32 level);
 
     // True when a draw that reads it must call Prepare first.
-    bool NeedsPrepare() const { return stale_; }
+    bool NeedsPrepare() const { return stale_ || generate_pending_; }
+    // True when memory is newer than OpenGL somewhere.
+    bool NeedsUpload() const { return stale_; }
     // Brings OpenGL up to date (levels that memory has newer, levels to be generated).
     void Prepare();
+    // Only what memory has newer.
+    void Upload();
 
     // First row of an image in memory, after bringing memory up to date. Null when memory ran out.
     u8* Memory(u32 face, u32 level);
@@ -68,11 +72,12 @@ class GlImage {
     // Memory of this part of an image has changed and is newer than OpenGL.
     void MarkMemoryWritten(u32 face, u32 level, const PixelRect& rect);
     // OpenGL rendered or copied into an image: memory is behind, and levels are to be generated.
-    void MarkGlWritten(u32 face, u32 level);
+    void MarkGlWritten(u32 face, u32 level) {
+        At(face, level).gl_newer = true;
+        if (desc_.generate) generate_pending_ = true;
+    }
     // Writes a part of an image from rows of `pitch` bytes; x, y in pixels, on block borders.
     void Write(u32 face, u32 level, const PixelRect& rect, const u8* data, u32 pitch);
-    // Level 0 changed: levels are to be generated before the next use.
-    void MarkGenerate();
     // Reads an image as it lies in OpenGL into memory of `pitch` bytes a row.
     void ReadBack(u32 face, u32 level, u8* data, u32 pitch);
 
@@ -88,6 +93,10 @@ class GlImage {
     Image& At(u32 face, u32 level) { return images_[face * desc_.levels + level]; }
     GLenum FaceTarget(u32 face) const;
     void Create();
+    void CreateStorage();
+    void ClearTargets();
+    bool EnsureMemory();
+    void BindForUpload();
     void Send(u32 face, u32 level, const PixelRect& rect, const u8* data, u32 pitch);
 
     GlContext& context_;

@@ -22,6 +22,9 @@ class GlObject {
     void Hold() { ++held_; }
     void Drop();
 
+    // Whether the application holds it.
+    bool InUse() const { return public_ > 0; }
+
     GlDevice& Device() const { return *device_; }
     // What IDirect3DResource9::GetDevice answers.
     HRESULT DeviceOut(IDirect3DDevice9** out) const;
