@@ -158,6 +158,35 @@ void ClippingOffWithPlanes(Canvas& c) {
     c.Draw(D3DPT_TRIANGLELIST, CornerRect(kObject, {2, 8, 40, 16}, 0.2f));
 }
 
+// Pre-transformed depths on and beyond the ends of the range, with clipping on and off.
+void ScreenDepthBeyondRange(Canvas& c) {
+    c.Fill(0xff202020);
+    const float depths[6] = {-0.5f, 0.0f, 0.5f, 1.0f, 1.5f, 7.0f};
+    for (int row = 0; row < 2; ++row) {
+        c.Rs(D3DRS_CLIPPING, row == 0 ? TRUE : FALSE);
+        for (int i = 0; i < 6; ++i) {
+            c.Draw(D3DPT_TRIANGLELIST,
+                   CornerRect(kScreen, {F(i * 10 + 2), F(row * 30 + 2), F(i * 10 + 10), F(row * 30 + 26)},
+                              depths[i]));
+        }
+    }
+}
+
+// The same for transformed vertices.
+void ObjectDepthBeyondRange(Canvas& c) {
+    c.Fill(0xff202020);
+    c.PixelSpace();
+    const float depths[6] = {-0.5f, 0.0f, 0.5f, 1.0f, 1.5f, 7.0f};
+    for (int row = 0; row < 2; ++row) {
+        c.Rs(D3DRS_CLIPPING, row == 0 ? TRUE : FALSE);
+        for (int i = 0; i < 6; ++i) {
+            c.Draw(D3DPT_TRIANGLELIST,
+                   CornerRect(kObject, {F(i * 10 + 2), F(row * 30 + 2), F(i * 10 + 10), F(row * 30 + 26)},
+                              depths[i]));
+        }
+    }
+}
+
 void DepthBias(Canvas& c) {
     c.Fill(0xff202020);
     c.PixelSpace();
@@ -192,6 +221,8 @@ void AddClipCases(std::vector<Case>& cases) {
     cases.push_back({"clip_near_and_far", 96, 64, NearAndFar});
     cases.push_back({"clip_off", 64, 64, ClippingOff});
     cases.push_back({"clip_off_with_planes", 64, 64, ClippingOffWithPlanes});
+    cases.push_back({"clip_screen_depth_range", 64, 64, ScreenDepthBeyondRange});
+    cases.push_back({"clip_object_depth_range", 64, 64, ObjectDepthBeyondRange});
     cases.push_back({"clip_depth_bias", 64, 64, DepthBias});
 }
 

@@ -331,6 +331,21 @@ void ScreenReciprocalW(Canvas& c) {
     c.Draw(D3DPT_TRIANGLESTRIP, mesh);
 }
 
+// A reciprocal w of 0 says nothing about perspective: colours and coordinates run straight over the screen.
+void ScreenReciprocalZero(Canvas& c) {
+    c.Fill(0xff000020);
+    Mesh colored(kScreen);
+    colored.V(4, 4, 1, 0, Rgba{0xffff4040}).V(28, 4, 1, 0, Rgba{0xff40ff40});
+    colored.V(4, 60, 1, 0, Rgba{0x804040ff}).V(28, 60, 1, 0, Rgba{0x80ffffff});
+    c.Draw(D3DPT_TRIANGLESTRIP, colored);
+    c.Bind(0, Checker(c));
+    c.Filter(0, D3DTEXF_POINT, D3DTEXF_POINT, D3DTEXF_NONE);
+    Mesh textured(kScreen | D3DFVF_TEX1);
+    textured.V(36, 4, 1, 0, Rgba{0xffff4040}, 0, 0).V(60, 4, 1, 0, Rgba{0xff40ff40}, 2, 0);
+    textured.V(36, 60, 1, 0, Rgba{0xff4040ff}, 0, 3).V(60, 60, 1, 0, Rgba{0xffffffff}, 2, 3);
+    c.Draw(D3DPT_TRIANGLESTRIP, textured);
+}
+
 void LargeRect(Canvas& c) {
     c.Fill(0xff202020);
     Mesh mesh(kScreen);
@@ -378,6 +393,7 @@ void AddRasterCases(std::vector<Case>& cases) {
     cases.push_back({"raster_gouraud", 64, 64, GouraudShading});
     cases.push_back({"raster_perspective", 96, 64, PerspectiveInterpolation});
     cases.push_back({"raster_screen_rhw", 64, 64, ScreenReciprocalW});
+    cases.push_back({"raster_screen_rhw_zero", 64, 64, ScreenReciprocalZero});
     cases.push_back({"raster_large_rect", 64, 64, LargeRect});
     const Bounds edges = {2, 0.05, 2, 96, "sample positions within a pixel are the driver's own"};
     cases.push_back({"raster_multisample_4", 96, 64, Multisampled, edges, D3DMULTISAMPLE_4_SAMPLES});

@@ -33,8 +33,8 @@ TEST_P(Conformance, DrawsTheGoldenPicture) {
 }
 
 INSTANTIATE_TEST_SUITE_P(Cases, Conformance, testing::ValuesIn(AllCases()),
-                         [](const testing::TestParamInfo<Case>& info) {
-                             return std::string(info.param.name);
+                         [](const testing::TestParamInfo<Case>& entry) {
+                             return std::string(entry.param.name);
                          });
 
 // A picture of one colour proves nothing, and a picture without a case is a case that somebody lost.
