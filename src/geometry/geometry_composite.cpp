@@ -7,7 +7,6 @@
 #include <utility>
 
 #include "geometry/geometry_simple.h"
-#include "io/registry.h"
 #include "io/slot.h"
 #include "io/stream.h"
 #include "scene/value_operations.h"

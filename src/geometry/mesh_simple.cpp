@@ -7,7 +7,6 @@
 #include "fxutil/math.h"
 #include "geometry/geometry_composite.h"
 #include "io/block.h"
-#include "io/registry.h"
 #include "io/stream.h"
 #include "material/material_composite.h"
 #include "render/context.h"
@@ -226,10 +225,6 @@ bool MeshSimple::Validate(std::string& reason) const {
         return false;
     }
     return true;
-}
-
-namespace {
-const osmio::ChunkRegistrer<MeshSimple> registrer(osmio::FourCC("MESM"));
 }
 
 }  // namespace osm3d

@@ -3,7 +3,6 @@
 #include <algorithm>
 #include <cstddef>
 
-#include "io/registry.h"
 #include "io/slot.h"
 #include "io/stream.h"
 
@@ -91,10 +90,6 @@ bool ModifierStack::Validate(std::string& reason) const {
         return false;
     }
     return true;
-}
-
-namespace {
-const osmio::ChunkRegistrer<ModifierStack> registrer(osmio::FourCC("MOST"));
 }
 
 }  // namespace osm3d

@@ -5,7 +5,6 @@
 #include <unordered_map>
 #include <utility>
 
-#include "io/registry.h"
 #include "io/slot.h"
 #include "io/stream.h"
 
@@ -137,10 +136,6 @@ bool MaterialComposite::Validate(std::string& reason) const {
         }
     }
     return true;
-}
-
-namespace {
-const osmio::ChunkRegistrer<MaterialComposite> registrer(osmio::FourCC("MTCP"));
 }
 
 }  // namespace osm3d

@@ -5,7 +5,6 @@
 #include <utility>
 
 #include "controller/constant.h"
-#include "io/registry.h"
 #include "io/stream.h"
 #include "render/context.h"
 
@@ -159,10 +158,6 @@ bool MaterialSimple::Validate(std::string& reason) const {
         if (!stage->Validate(reason)) return false;
     }
     return true;
-}
-
-namespace {
-const osmio::ChunkRegistrer<MaterialSimple> registrer(osmio::FourCC("MTSM"));
 }
 
 }  // namespace osm3d

@@ -5,7 +5,6 @@
 
 #include "fxutil/texture.h"
 #include "io/block.h"
-#include "io/registry.h"
 #include "io/stream.h"
 #include "platform/system/system.h"
 #include "render/context.h"
@@ -94,10 +93,6 @@ bool TextureBitmapFile::Embed() {
     }
     std::fclose(file);
     return true;
-}
-
-namespace {
-const osmio::ChunkRegistrer<TextureBitmapFile> registrer(osmio::FourCC("TXBF"));
 }
 
 }  // namespace osm3d

@@ -4,7 +4,6 @@
 
 #include "controller/constant.h"
 #include "fxutil/math.h"
-#include "io/registry.h"
 #include "io/stream.h"
 #include "render/context.h"
 #include "scene/value_operations.h"
@@ -134,10 +133,6 @@ bool TextureStage::Validate(std::string& reason) const {
         }
     }
     return true;
-}
-
-namespace {
-const osmio::ChunkRegistrer<TextureStage> registrer(osmio::FourCC("TS__"));
 }
 
 }  // namespace osm3d

@@ -11,6 +11,7 @@
 #include "scene/value_operations.h"
 #include "support/engine_device.h"
 #include "support/round_trip.h"
+#include "support/stored_classes.h"
 #include "trace/tracer.h"
 
 using namespace osm3d;

@@ -9,6 +9,7 @@
 #include "material/material_simple.h"
 #include "support/engine_device.h"
 #include "support/round_trip.h"
+#include "support/stored_classes.h"
 
 using namespace osm3d;
 using test_support::Load;

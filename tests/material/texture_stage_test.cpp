@@ -12,6 +12,7 @@
 #include "scene/value_operations.h"
 #include "support/engine_device.h"
 #include "support/round_trip.h"
+#include "support/stored_classes.h"
 
 using namespace osm3d;
 using test_support::Load;
