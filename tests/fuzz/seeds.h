@@ -1,0 +1,88 @@
+// Valid files to start from.
+#pragma once
+
+#include <filesystem>
+#include <fstream>
+#include <iterator>
+#include <string>
+#include <vector>
+
+#include "support/om2_scene.h"
+
+namespace fuzz {
+
+using Bytes = std::vector<std::uint8_t>;
+
+struct Seed {
+    std::string name, extension;
+    Bytes bytes;
+};
+
+// A small scene that is drawn whole: lit, textured, animated and blended meshes.
+inline Bytes DrawnScene() {
+    om2::SceneFile s;
+    om2::File& f = s.file;
+    int texture = -1, textured = -1, blended = -1, node = -1;
+    s.textures.push_back([&] {
+        texture = f.EmbeddedTexture(om2::Tga(2, 2, {{255, 0, 0}, {0, 255, 0}, {0, 0, 255}, {9, 9, 9}}), true);
+    });
+    s.materials.push_back([&] {
+        textured = f.Material(
+            {}, 1, [&] { f.RenderState(); },
+            [&] {
+                f.I32(1);
+                f.TextureStage(s.Ref(texture), {}, 2, 0.5f);
+            });
+    });
+    s.materials.push_back([&] {
+        blended = f.Material(
+            {}, 4, [&] { f.RenderState(true, 2, true, 1); }, [&] { f.I32(0); });
+    });
+    s.tree = [&] {
+        node = f.Chunk("HINO", 1, [&] {
+            f.I32(0);
+            f.Chunk("CPRS", 1, [&] {
+                f.Linear<3>("CLV3", {{0, {-1, 0, 0}}, {100, {1, 0, 0}}});
+                f.Linear<4>("CLQU", {{0, {0, 0, 0, 1}}, {50, {0, 0, 1, 0}}, {100, {0, 1, 0, 0}}});
+                f.ConstVec3({1, 1, 1});
+            });
+        });
+        f.I32(0);
+    };
+    om2::File::Shape tangents = om2::TexturedQuad(-2, -2, 2, 2);
+    tangents.tangents = true;
+    s.Mesh(tangents, s.Ref(textured), s.Ref(node));
+    s.Mesh(om2::Colored(om2::Quad(-1, -1, 1, 1, 1), {1, 1, 0, 0.5f}), s.Ref(blended), s.Ref(node));
+    s.lights.push_back([&] {
+        f.Light([&] { f.Ref(node); }, {0, 0, 0, 0}, {1, 1, 1, 1}, {1, 1, 1, 1}, 100, {1, 0.1f, 0});
+    });
+    s.before.push_back([&] {
+        f.Chunk("ATFG", 1, [&] {
+            f.U8(0);
+            f.ConstColor({1, 1, 1, 1});
+            f.ConstFloat(0);
+            f.ConstFloat(1);
+        });
+    });
+    return s.Bytes();
+}
+
+inline std::vector<Seed> SceneSeeds() {
+    return {{"rich", ".om2", om2::RichScene()}, {"drawn", ".om2", DrawnScene()}};
+}
+
+// The image files that the tests of the image readers use.
+inline std::vector<Seed> ImageSeeds() {
+    std::vector<Seed> seeds;
+    for (const auto& entry : std::filesystem::directory_iterator(OSM_SOURCE_DIR "/tests/fxutil/images")) {
+        const std::string extension = entry.path().extension().string();
+        std::ifstream in(entry.path(), std::ios::binary);
+        Bytes bytes{std::istreambuf_iterator<char>(in), {}};
+        for (const char* known : {".bmp", ".dds", ".dib", ".jpg", ".png", ".tga"})
+            if (extension == known && bytes.size() <= 20000)
+                seeds.push_back({entry.path().filename().string(), extension, std::move(bytes)});
+    }
+    return seeds;
+}
+
+}  // namespace fuzz

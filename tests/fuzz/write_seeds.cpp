@@ -1,0 +1,30 @@
+// Writes the seeds of the libFuzzer targets: write_seeds FOLDER makes FOLDER/scene and FOLDER/image.
+#include <array>
+#include <cstdio>
+#include <cstring>
+#include <filesystem>
+
+#include "fuzz/seeds.h"
+
+int main(int argc, char** argv) {
+    if (argc != 2) {
+        std::fputs("usage: write_seeds FOLDER\n", stderr);
+        return 2;
+    }
+    const std::filesystem::path folder = argv[1];
+    std::filesystem::create_directories(folder / "scene");
+    std::filesystem::create_directories(folder / "image");
+    auto write = [](const std::filesystem::path& path, const fuzz::Bytes& bytes) {
+        std::ofstream out(path, std::ios::binary);
+        out.write(reinterpret_cast<const char*>(bytes.data()), static_cast<std::streamsize>(bytes.size()));
+    };
+    for (const fuzz::Seed& seed : fuzz::SceneSeeds()) write(folder / "scene" / seed.name, seed.bytes);
+    constexpr std::array<const char*, 6> kinds = {".bmp", ".dds", ".dib", ".jpg", ".png", ".tga"};
+    for (const fuzz::Seed& seed : fuzz::ImageSeeds()) {
+        fuzz::Bytes bytes = seed.bytes;
+        for (std::size_t i = 0; i < kinds.size(); ++i)
+            if (seed.extension == kinds[i]) bytes.insert(bytes.begin(), static_cast<std::uint8_t>(i));
+        write(folder / "image" / seed.name, bytes);
+    }
+    return 0;
+}
