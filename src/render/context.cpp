@@ -5,7 +5,7 @@
 #include <new>
 #include <utility>
 
-#include "fxutil/math.h"
+#include "fxutil/font.h"
 #include "platform/d3d9/factory.h"
 #include "platform/system/system.h"
 #include "platform/system/window.h"
@@ -26,6 +26,8 @@ struct FrameCounter {
     u32 count = 0;
 };
 FrameCounter g_frames;
+// Loaded for a display that tools may lay over the picture.
+ComPtr<ID3DXFont> g_font;
 
 D3DMATRIX ToDevice(const matrix& m) { return std::bit_cast<D3DMATRIX>(m); }
 
@@ -178,7 +180,16 @@ void Context::Destroy() { delete std::exchange(g_context, nullptr); }
 Context::Context(ComPtr<IDirect3D9> d3d_, ComPtr<IDirect3DDevice9> device_)
     : d3d(std::move(d3d_)), device(std::move(device_)) {}
 
+void Context::MakeDebugFont() {
+    if (g_font) return;
+    g_frames = {};
+    const D3DXFONT_DESCA desc{16, 0, 0, 1, FALSE, 1, 0, 4, 2, "Verdana"};
+    if (SUCCEEDED(D3DXCreateFontIndirectA(device.Get(), &desc, g_font.Put())))
+        g_font->PreloadCharacters(0, 127);
+}
+
 Context::~Context() {
+    g_font.Reset();
     if (renderTarget) renderTarget->owner = nullptr;
     scratchIndices_.buffer.Reset();
     scratchVertices_.buffer.Reset();
@@ -236,6 +247,7 @@ void Context::Initialize() {
                 break;
         }
     }
+    MakeDebugFont();
 }
 
 void Context::FillCaps() {

@@ -191,6 +191,7 @@ class Context {
     Context(ComPtr<IDirect3D9> d3d_, ComPtr<IDirect3DDevice9> device_);
     void Initialize();
     void FillCaps();
+    void MakeDebugFont();
     void UseFixedVertices();
     void DropTarget(RenderTarget* target);
     void PrepareDebugDraw();
