@@ -19,7 +19,7 @@ struct D3DXFONT_DESCA {
 };
 
 /// Holds its description and a reference to its device, and counts its own references. Nothing is rasterised:
-/// PreloadCharacters takes note of the range and succeeds.
+/// PreloadCharacters does nothing and succeeds.
 class ID3DXFont {
   public:
     virtual ULONG AddRef() = 0;

@@ -18,7 +18,6 @@ struct PALETTEENTRY {
 inline constexpr UINT D3DX_DEFAULT = 0xffffffffu;
 inline constexpr UINT D3DX_DEFAULT_NONPOW2 = 0xfffffffeu;
 inline constexpr UINT D3DX_FROM_FILE = 0xfffffffdu;
-inline constexpr D3DFORMAT D3DFMT_FROM_FILE = static_cast<D3DFORMAT>(0xfffffffdu);
 
 inline constexpr DWORD D3DX_FILTER_NONE = 0x00000001;
 inline constexpr DWORD D3DX_FILTER_POINT = 0x00000002;
@@ -53,10 +52,11 @@ using LPD3DXFILL2D = void(WINAPI*)(D3DXVECTOR4* out, const D3DXVECTOR2* tex_coor
 HRESULT D3DXGetImageInfoFromFileInMemory(const void* data, UINT size, D3DXIMAGE_INFO* info);
 HRESULT D3DXGetImageInfoFromFileA(const char* file, D3DXIMAGE_INFO* info);
 
-/// Bends the wishes to what the device can make: D3DX_DEFAULT sizes become 256 (or the other size), a size is
-/// rounded up to a power of two and cut to the device's largest, `levels` 0 or D3DX_DEFAULT (or too many)
-/// becomes the full chain, an unknown or unsupported format the nearest supported one. Any pointer but
-/// `device` may be null.
+/// Bends the wishes to what the device can make: a D3DX_DEFAULT size becomes the other one, or 256 when both
+/// are; sizes are cut to the device's largest, rounded up to whole blocks of a DXT format and, on a device
+/// that needs it, to powers of two; `levels` 0, D3DX_DEFAULT or too many become the full chain (with
+/// D3DUSAGE_AUTOGENMIPMAP 0, unless they are 1); an unknown format becomes D3DFMT_A8R8G8B8, an unsupported
+/// one the nearest supported. Any pointer but `device` may be null.
 HRESULT D3DXCheckTextureRequirements(IDirect3DDevice9* device, UINT* width, UINT* height, UINT* levels,
                                      DWORD usage, D3DFORMAT* format, D3DPOOL pool);
 HRESULT D3DXCheckCubeTextureRequirements(IDirect3DDevice9* device, UINT* size, UINT* levels, DWORD usage,
