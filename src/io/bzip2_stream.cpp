@@ -80,7 +80,7 @@ OutStreamBzip2::OutStreamBzip2(OutStream* out, bool owns)
 OutStreamBzip2::~OutStreamBzip2() {
     if (target->IsOpen()) {
         std::vector<u8> data = static_cast<OutStreamMemory*>(inner)->GetData();
-        std::vector<u8> packed(data.size() * u64{102} / 100 + 800);
+        std::vector<u8> packed(static_cast<std::size_t>(data.size() * u64{102} / 100 + 800));
         auto packedSize = static_cast<unsigned>(packed.size());
         char none = 0;
         char* from = data.empty() ? &none : reinterpret_cast<char*>(data.data());
