@@ -3,6 +3,7 @@
 #include <utility>
 
 #include "controller/constant.h"
+#include "controller/validation.h"
 #include "fxutil/math.h"
 #include "io/stream.h"
 #include "render/context.h"
@@ -131,6 +132,7 @@ bool TextureStage::Validate(std::string& reason) const {
             reason = "a texture stage lacks one of its seven controllers";
             return false;
         }
+        if (!controller::Validate(slot.Get(), reason)) return false;
     }
     return true;
 }

@@ -91,6 +91,10 @@ TEST(MaterialRecord, IncompleteMaterialsAreRefused) {
     EXPECT_FALSE(gap.Validate(reason)) << "an empty stage";
     gap.SetStage(0, new TextureStage);
     EXPECT_FALSE(gap.Validate(reason)) << "a stage without controllers";
+    gap.GetStage(0)->FillWithNeutralControllers();
+    EXPECT_TRUE(gap.Validate(reason)) << reason;
+    gap.GetStage(0)->SetController(TextureStage::kUAngle, new controller::Linear<f32>);
+    EXPECT_FALSE(gap.Validate(reason)) << "a stage with a controller without keys";
     EXPECT_EQ(gap.GetStage(2), nullptr);
     EXPECT_EQ(gap.GetStageTexture(7), nullptr);
 

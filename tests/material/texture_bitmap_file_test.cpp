@@ -46,6 +46,11 @@ std::vector<u8> Bitmap(u32 width, u32 height) {
     return out;
 }
 
+// Adapters have no textures of 24 bits.
+void RefuseOddFormats(support::EngineDevice& engine) {
+    engine.recorded().adapter.refused_formats.insert(D3DFMT_R8G8B8);
+}
+
 struct Messages : trace::Tracer {
     Messages() : previous(trace::SetTracer(this)) {
         oldHandler = platform::SetDebugStringHandler([this](const std::string& s) { debug.push_back(s); });
@@ -120,6 +125,7 @@ TEST(TextureRecord, NamedAndEmbedded) {
 
 TEST(TextureLoad, EmbeddedImageGetsPowersOfTwoAndAllLevels) {
     support::EngineDevice engine;
+    RefuseOddFormats(engine);
     TextureBitmapFile t;
     t.SetFileData(Bitmap(5, 3));
     t.Load();
@@ -139,6 +145,7 @@ TEST(TextureLoad, EmbeddedImageGetsPowersOfTwoAndAllLevels) {
 
 TEST(TextureLoad, NamedImageIsReadFromItsPath) {
     support::EngineDevice engine;
+    RefuseOddFormats(engine);
     Messages messages;
     const TempFile file(".bmp");
     file.Fill(Bitmap(4, 2));
@@ -180,7 +187,9 @@ TEST(TextureLoad, NormalMapReplacesTheImage) {
         EXPECT_EQ(LevelOf(t).Format, D3DFMT_A8R8G8B8);
         EXPECT_EQ(LevelOf(t).Width, 4u);
         EXPECT_EQ(t.GetDeviceTexture()->GetLevelCount(), 3u);
-        EXPECT_EQ(engine.recorded().LiveObjects(), before + 1) << "the image itself is gone";
+        const std::size_t live = engine.recorded().LiveObjects();
+        t.Load();
+        EXPECT_EQ(engine.recorded().LiveObjects(), live) << "neither the image nor an earlier map stays";
         // Red grows along x and not along y: the slope leans in x alone.
         const u32 pixel = PixelOf(t, 1, 1);
         EXPECT_NE(pixel >> 16 & 0xff, 128u);
