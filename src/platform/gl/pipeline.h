@@ -30,6 +30,7 @@ class GlDevice;
 /// Counters for tests and benchmarks; they only grow.
 struct PipelineStats {
     u64 draws = 0;
+    u64 stages_compiled = 0;
     u64 programs_compiled = 0;
     u64 program_switches = 0;
     u64 uniform_uploads = 0;
@@ -77,6 +78,8 @@ class Pipeline {
     /// A buffer object with this OpenGL name goes away, or its storage was made anew: forget what refers to
     /// it.
     void ForgetBuffer(u32 buffer_name);
+    /// A declaration or shader object with this serial is about to be deleted: what was made for it goes too.
+    void ForgetSerial(u32 serial);
     /// All OpenGL state that the pipeline believes to be set may have changed behind its back.
     void ForgetGlState();
 

@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <cstring>
 
+#include "platform/gl/gl_device.h"
+
 namespace platform::gl {
 
 namespace {
@@ -12,25 +14,33 @@ u32 NextSerial() {
     return ++serial;
 }
 
+void Forget(GlDevice& device, u32 serial) {
+    device.Context().Activate();
+    device.DrawPipeline().ForgetSerial(serial);
+}
+
 constexpr D3DVERTEXELEMENT9 kEnd = D3DDECL_END();
 
 u8 FixedLocation(const D3DVERTEXELEMENT9& element) {
+    const auto first = [&](u8 location) { return element.UsageIndex == 0 ? location : u8{kNoLocation}; };
     switch (element.Usage) {
         case D3DDECLUSAGE_POSITION:
         case D3DDECLUSAGE_POSITIONT:
-            return element.UsageIndex == 0 ? kLocPosition : kNoLocation;
+            return first(kLocPosition);
         case D3DDECLUSAGE_BLENDWEIGHT:
-            return element.UsageIndex == 0 ? kLocBlendWeight : kNoLocation;
+            return first(kLocBlendWeight);
         case D3DDECLUSAGE_BLENDINDICES:
-            return element.UsageIndex == 0 ? kLocBlendIndices : kNoLocation;
+            return first(kLocBlendIndices);
         case D3DDECLUSAGE_NORMAL:
-            return element.UsageIndex == 0 ? kLocNormal : kNoLocation;
+            return first(kLocNormal);
         case D3DDECLUSAGE_PSIZE:
-            return element.UsageIndex == 0 ? kLocPointSize : kNoLocation;
+            return first(kLocPointSize);
         case D3DDECLUSAGE_COLOR:
-            return element.UsageIndex < 2 ? static_cast<u8>(kLocDiffuse + element.UsageIndex) : kNoLocation;
+            return element.UsageIndex < 2 ? static_cast<u8>(kLocDiffuse + element.UsageIndex)
+                                          : u8{kNoLocation};
         case D3DDECLUSAGE_TEXCOORD:
-            return element.UsageIndex < 8 ? static_cast<u8>(kLocTexCoord0 + element.UsageIndex) : kNoLocation;
+            return element.UsageIndex < 8 ? static_cast<u8>(kLocTexCoord0 + element.UsageIndex)
+                                          : u8{kNoLocation};
         default:
             return kNoLocation;
     }
@@ -156,6 +166,11 @@ VertexDeclaration::VertexDeclaration(GlDevice& device, std::vector<D3DVERTEXELEM
     }
 }
 
+VertexDeclaration::~VertexDeclaration() {
+    // Those of vertex formats go with the pipeline itself.
+    if (fvf_ == 0) Forget(Device(), serial);
+}
+
 u8 VertexDeclaration::LocationOf(u32 usage, u32 usage_index) const {
     for (const VertexElement& element : elements_) {
         if (element.usage == usage && element.usage_index == usage_index) return element.location;
@@ -195,6 +210,8 @@ HRESULT ShaderData::CopyFunction(void* data, UINT* size) const {
     return D3D_OK;
 }
 
+VertexShader::~VertexShader() { Forget(Device(), serial); }
+
 HRESULT VertexShader::QueryInterface(REFIID riid, void** object) {
     if (object == nullptr) return E_POINTER;
     *object = nullptr;
@@ -203,6 +220,8 @@ HRESULT VertexShader::QueryInterface(REFIID riid, void** object) {
     *object = static_cast<IDirect3DVertexShader9*>(this);
     return S_OK;
 }
+
+PixelShader::~PixelShader() { Forget(Device(), serial); }
 
 HRESULT PixelShader::QueryInterface(REFIID riid, void** object) {
     if (object == nullptr) return E_POINTER;

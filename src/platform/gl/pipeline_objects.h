@@ -44,6 +44,7 @@ class VertexDeclaration final : public IDirect3DVertexDeclaration9, public GlObj
   public:
     /// `elements` ends with D3DDECL_END() and was checked.
     VertexDeclaration(GlDevice& device, std::vector<D3DVERTEXELEMENT9> elements, DWORD fvf);
+    ~VertexDeclaration() override;
 
     HRESULT QueryInterface(REFIID riid, void** object) override;
     ULONG AddRef() override { return AddPublic(); }
@@ -98,6 +99,7 @@ class VertexShader final : public IDirect3DVertexShader9, public GlObject, publi
   public:
     VertexShader(GlDevice& device, ShaderSource shader_source, const DWORD* stream)
         : GlObject(device), ShaderData(std::move(shader_source), stream) {}
+    ~VertexShader() override;
     HRESULT QueryInterface(REFIID riid, void** object) override;
     ULONG AddRef() override { return AddPublic(); }
     ULONG Release() override { return ReleasePublic(); }
@@ -109,6 +111,7 @@ class PixelShader final : public IDirect3DPixelShader9, public GlObject, public 
   public:
     PixelShader(GlDevice& device, ShaderSource shader_source, const DWORD* stream)
         : GlObject(device), ShaderData(std::move(shader_source), stream) {}
+    ~PixelShader() override;
     HRESULT QueryInterface(REFIID riid, void** object) override;
     ULONG AddRef() override { return AddPublic(); }
     ULONG Release() override { return ReleasePublic(); }
