@@ -15,6 +15,7 @@ u32 ColorByte(f32 channel) {
     if (channel >= 1.0f) return 255;
     // Not a number counts as 0.
     if (!(channel > 0.0f)) return 0;
+    // NOLINTNEXTLINE(bugprone-incorrect-roundings): this is the rounding that colours have everywhere.
     return static_cast<u32>(channel * 255.0f + 0.5f);
 }
 

@@ -19,11 +19,13 @@ Tracer& Current() {
 }  // namespace
 
 void TracerDefault::Box(const char* format, std::va_list args) {
+    // NOLINTNEXTLINE(clang-analyzer-valist.Uninitialized): the caller starts it.
     std::vsnprintf(buffer.data(), buffer.size(), format, args);
     platform::ShowMessageBox(buffer.data(), "TracerDefault::Box", platform::kMessageExclamation);
 }
 
 void TracerDefault::Warn(const char* format, std::va_list args) {
+    // NOLINTNEXTLINE(clang-analyzer-valist.Uninitialized): the caller starts it.
     std::vsnprintf(buffer.data(), buffer.size(), format, args);
     platform::ShowMessageBox(buffer.data(), "TracerDefault::Warn", platform::kMessageInformation);
 }
