@@ -101,6 +101,7 @@ GlSurface* GlDevice::OwnSurface(UINT width, UINT height, const GlImage::Desc& im
     desc.width = width;
     desc.height = height;
     desc.in_memory = lockable;
+    desc.target = desc.in_gl && (desc.format->target || desc.format->depth);
     return new GlSurface(*this, desc, usage, pool, samples, quality, lockable);
 }
 

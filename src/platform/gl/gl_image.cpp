@@ -50,6 +50,8 @@ GlImage::GlImage(GlContext& context, const Desc& desc)
             offset += std::size_t{Pitch(level)} * Format().Rows(Height(level));
         }
     }
+    // Not later: a clear in the middle of a draw would change what the draw relies on.
+    if (desc_.target) Name();
 }
 
 GlImage::~GlImage() {
@@ -103,7 +105,7 @@ void GlImage::Create() {
         glGenTextures(1, &name_);
         CreateStorage();
     }
-    if (Format().target || Format().depth) ClearTargets();
+    if (desc_.target) ClearTargets();
 }
 
 void GlImage::CreateStorage() {

@@ -31,6 +31,7 @@ class GlImage {
         u32 samples = 0;         // 0 or 1: not multisampled; else a multisampled renderbuffer
         bool in_gl = true;       // false: system memory only
         bool in_memory = false;  // keeps memory from the start (lockable); else only while a lock needs it
+        bool target = false;     // drawn, filled or copied to: made at once and cleared
         bool generate = false;   // levels below 0 are generated whenever level 0 changed
     };
 

@@ -17,6 +17,7 @@ GlImage::Desc ImageOf(const GlTexture::Desc& desc) {
     image.faces = desc.cube ? 6 : 1;
     image.in_gl = desc.pool == D3DPOOL_DEFAULT || desc.pool == D3DPOOL_MANAGED;
     image.in_memory = desc.pool != D3DPOOL_DEFAULT || (desc.usage & D3DUSAGE_DYNAMIC);
+    image.target = (desc.usage & D3DUSAGE_RENDERTARGET) != 0;
     image.generate = (desc.usage & D3DUSAGE_AUTOGENMIPMAP) && !desc.format->Compressed();
     if (image.generate) image.gl_levels = static_cast<u32>(std::bit_width(std::max(desc.width, desc.height)));
     return image;
