@@ -212,12 +212,18 @@ plane GeometrySimple::GetPlane() {
 
 void GeometrySimple::Prepare() {}
 
+u16 GeometrySimple::HighestIndex() const {
+    // As one flat array the compiler takes many indices at a time.
+    const auto* index = reinterpret_cast<const u16*>(triangles.data());
+    const std::size_t count = 3 * triangles.size();
+    u16 highest = 0;
+    for (std::size_t i = 0; i < count; ++i) highest = std::max(highest, index[i]);
+    return highest;
+}
+
 bool GeometrySimple::Validate(std::string& reason) const {
     const std::size_t count = positions.size();
-    u16 highest = 0;
-    for (const Triangle& t : triangles) {
-        highest = std::max(highest, std::max(t.index[0], std::max(t.index[1], t.index[2])));
-    }
+    const u16 highest = HighestIndex();
     if (!triangles.empty() && highest >= count) {
         reason = "a triangle refers to vertex " + std::to_string(highest) + " of a geometry of " +
                  std::to_string(count) + " vertices";

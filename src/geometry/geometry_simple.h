@@ -131,6 +131,7 @@ class GeometrySimple : public Geometry {
     ComPtr<IDirect3DIndexBuffer9> indexBuffer;
 
   private:
+    u16 HighestIndex() const;
     void ComputeTangents();
     void UploadVertices(u32 mask, bool all);
     void UploadIndices(u32 lockFlags);
