@@ -378,7 +378,9 @@ TEST(ScratchRing, RefusesWhatCannotFitAndDrawsNothingThen) {
     context.DrawScratchIndexed(D3DPT_TRIANGLELIST, 0, 1);
     EXPECT_EQ(engine.recorded().totals.draws, 0u);
     EXPECT_EQ(engine.recorded().faults, Texts());
+}
 
+TEST(ScratchRing, TakesARefusalOfItsBuffers) {
     support::EngineDevice poor;
     poor.recorded().adapter.refuse_resources = true;
     EXPECT_EQ(poor.context().LockScratchVertices(D3DFVF_XYZ, 12, 3), nullptr);

@@ -245,8 +245,9 @@ TEST(RenderStatesOnDevice, GoOutGroupByGroup) {
     support::EngineDevice engine;
     Unusual(0xffff).ApplyAll(engine.context());
     EXPECT_EQ(engine.recorded().Texts(), kUnusualStates);
+}
 
-    // Through the context the same, but for the clipping that stays behind.
+TEST(RenderStatesOnDevice, GoOutOnceThroughTheContextAndWithoutClipping) {
     support::EngineDevice fresh;
     fresh.context().ApplyRenderState(Unusual(0xffff));
     Texts expected = kUnusualStates;

@@ -25,7 +25,7 @@ class TestWindow : public platform::Window {
 };
 
 /// Sets the display settings (windowed, 32 bits) and makes the Context; the destructor ends it and puts fresh
-/// display settings back. What making the Context sent is not among the recorded calls.
+/// display settings back. One at a time. What making the Context sent is not among the recorded calls.
 ///
 ///     support::EngineDevice engine;
 ///     engine.context().Clear(7, true);
