@@ -46,6 +46,15 @@ u8 DivideBy(DWORD flags) {
     return count >= 2 && count <= 4 ? Byte(count) : 4;
 }
 
+void PassOn(u8 op, u8& arg1, u8& arg2) {
+    const auto change = [](u8& arg) {
+        if ((arg & D3DTA_SELECTMASK) == D3DTA_TEXTURE)
+            arg = Byte((arg & ~u32{D3DTA_SELECTMASK}) | D3DTA_CURRENT);
+    };
+    if (op == D3DTOP_SELECTARG1) change(arg1);
+    if (op == D3DTOP_SELECTARG2) change(arg2);
+}
+
 u8 SourceOf(DWORD value, const VertexLayout& layout) {
     if (value == D3DMCS_COLOR1 && layout.diffuse) return kFromDiffuse;
     if (value == D3DMCS_COLOR2 && layout.specular) return kFromSpecular;
@@ -141,6 +150,12 @@ FragmentKey MakeFragmentKey(const DeviceState& state, bool points, u32& coordina
             out.texture = texture->Cube() ? kTextureCube : kTexture2D;
             out.divide_by = DivideBy(stage[D3DTSS_TEXTURETRANSFORMFLAGS]);
             coordinates |= 1u << i;
+        } else {
+            // A missing texture reads white, but a stage that only selects it passes the current colour on,
+            // as the published default arguments say: untextured vertices keep their alpha under the default
+            // states.
+            PassOn(out.color_op, out.color_arg1, out.color_arg2);
+            PassOn(out.alpha_op, out.alpha_arg1, out.alpha_arg2);
         }
     }
     return key;

@@ -162,7 +162,7 @@ void AddFragmentHead(std::string& text, const FragmentKey& key, bool fog, u32 co
 
 void AddFragmentTail(std::string& text, const FragmentKey& key) {
     if (key.alpha_func != 0) {
-        // Alpha is compared in the steps of eight bits that the reference has.
+        // Where alpha is a whole step of eight bits, it is compared as one: textures hold nothing between.
         static const char* const kPasses[] = {"",
                                               "false",
                                               "alpha < u_alpha_ref",
@@ -171,7 +171,10 @@ void AddFragmentTail(std::string& text, const FragmentKey& key) {
                                               "alpha > u_alpha_ref",
                                               "alpha != u_alpha_ref",
                                               "alpha >= u_alpha_ref"};
-        text += "    float alpha = floor(clamp(color.a, 0.0, 1.0) * 255.0 + 0.5);\n";
+        text +=
+            "    float alpha = clamp(color.a, 0.0, 1.0) * 255.0;\n"
+            "    float step = floor(alpha + 0.5);\n"
+            "    if (abs(alpha - step) < 0.01) alpha = step;\n";
         text += std::string("    if (!(") + (key.alpha_func < 8 ? kPasses[key.alpha_func] : "true") +
                 ")) discard;\n";
     }

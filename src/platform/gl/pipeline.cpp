@@ -123,8 +123,9 @@ void Pipeline::Impl::BindTextures() {
         gl.BindTexture(unit, target, texture->Name());
         const auto& states = state.sampler[unit];
         const u32 last = texture->SampledLevels() - 1;
-        texture->SetBaseLevel(
-            unit, std::min<u32>(std::max<u32>(texture->Lod(), states[D3DSAMP_MAXMIPLEVEL]), last));
+        // Without mip levels the sampler's limit does not act.
+        const u32 limit = states[D3DSAMP_MIPFILTER] == D3DTEXF_NONE ? 0 : states[D3DSAMP_MAXMIPLEVEL];
+        texture->SetBaseLevel(unit, std::min(std::max(texture->Lod(), limit), last));
         gl.BindSampler(unit, samplers.Find(states, cube));
     }
     // What the program does not read stays to be looked at when one does.

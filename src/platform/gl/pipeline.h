@@ -8,10 +8,11 @@
 //  - Row 0 of every framebuffer object is the top row of the picture, so vertex programs negate y and the
 //  front
 //    face is the clockwise one in OpenGL's terms.
-//  - The centre of pixel (i, j) is the point (i, j). OpenGL's is (i + 0.5, j + 0.5): vertex programs add half
+//  - The centre of pixel (i, j) is the point (i, j), OpenGL's is (i + 0.5, j + 0.5): vertex programs add half
 //  a
-//    pixel, less 1/256 of a pixel (one step of the rasteriser's grid), so that a tie falls to the left and
-//    the upper side of a primitive, as the top-left rule says.
+//    pixel. With textured pre-transformed vertices they leave out 1/1024 of a pixel: pictures laid on the
+//    target texel by texel are sampled exactly between texels, and the least shift decides all of these ties
+//    alike, for the texel on the right and below, where rounding would decide each pixel by itself.
 //  - Depth runs from 0 to 1; vertex programs send z as 2 z - w.
 #pragma once
 

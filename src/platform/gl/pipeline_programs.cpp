@@ -110,6 +110,9 @@ void ProgramCache::Link(Program& program, const VertexStage& vertex, const Fragm
     program.name = name;
     program.fixed_vertices = vertex_shader == nullptr;
     program.transformed = vertex.key.transformed != 0;
+    for (const CoordKey& coord : vertex.key.coords) {
+        program.nudged = program.nudged || (program.transformed && coord.used != 0);
+    }
     program.blends = vertex.key.blend_matrices != 0;
     program.clip_planes = vertex.key.clip_planes;
     program.directional = vertex.key.directional;

@@ -38,6 +38,7 @@ struct Program {
     u32 samplers = 0, cube_samplers = 0;  // units that it reads, and which of them as cubes
     bool blends = false;
     bool transformed = false;
+    bool nudged = false;  // transformed and textured: see pipeline.h
     bool fixed_vertices = true;
     u32 clip_planes = 0;
     u32 directional = 0, points = 0;  // lights; the rest are spots

@@ -10,8 +10,8 @@ namespace platform::gl {
 
 namespace {
 
-// One step of the rasteriser's grid: see pipeline.h.
-constexpr double kNudge = 1.0 / 256.0;
+// See pipeline.h.
+constexpr double kNudge = 1.0 / 1024.0;
 
 using Doubles = std::array<std::array<double, 4>, 4>;
 
@@ -75,8 +75,7 @@ double Extent(DWORD size) { return size == 0 ? 1.0 : static_cast<double>(size); 
 D3DMATRIX Product(const D3DMATRIX& a, const D3DMATRIX& b) { return Narrow(Multiply(Widen(a), Widen(b))); }
 
 D3DMATRIX TargetProjection(const D3DMATRIX& projection, const D3DVIEWPORT9& viewport) {
-    const double x = (1.0 - 2.0 * kNudge) / Extent(viewport.Width),
-                 y = (1.0 - 2.0 * kNudge) / Extent(viewport.Height);
+    const double x = 1.0 / Extent(viewport.Width), y = 1.0 / Extent(viewport.Height);
     Doubles m = Widen(projection);
     for (auto& row : m) {
         row[0] += row[3] * x;
@@ -170,13 +169,13 @@ void UniformStore::SendTransform(const DeviceState& state, const Program& progra
     if (program.pixel >= 0) {
         const double width = Extent(viewport.Width), height = Extent(viewport.Height);
         if (program.fixed_vertices) {
-            const double shift = 0.5 - kNudge;
+            const double shift = program.nudged ? 0.5 - kNudge : 0.5;
             glUniform4f(program.pixel, static_cast<float>(2.0 / width), static_cast<float>(2.0 / height),
                         static_cast<float>((shift - viewport.X) * 2.0 / width - 1.0),
                         static_cast<float>((shift - viewport.Y) * 2.0 / height - 1.0));
         } else {
-            glUniform4f(program.pixel, static_cast<float>((1.0 - 2.0 * kNudge) / width),
-                        static_cast<float>((1.0 - 2.0 * kNudge) / height), 0.0f, 0.0f);
+            glUniform4f(program.pixel, static_cast<float>(1.0 / width), static_cast<float>(1.0 / height),
+                        0.0f, 0.0f);
         }
     }
     if (!program.fixed_vertices || program.transformed) return;
