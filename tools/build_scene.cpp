@@ -91,6 +91,11 @@ std::vector<ModelKey<T>> Sampled(const std::vector<ModelKey<T>>& keys, float len
     }
 }
 
+vect3 Normalized(const vect3& v) {
+    const float length = std::sqrt(Dot(v, v));
+    return {v.x / length, v.y / length, v.z / length};
+}
+
 class Builder {
   public:
     Builder(const Model& model, const BuildOptions& options) : model_(model), options_(options) {}
@@ -100,7 +105,7 @@ class Builder {
         RestBounds(model_, low_, high_);
         centre_ = {(low_.x + high_.x) / 2, (low_.y + high_.y) / 2, (low_.z + high_.z) / 2};
         const vect3 half{high_.x - centre_.x, high_.y - centre_.y, high_.z - centre_.z};
-        radius_ = std::max(std::sqrt(half.x * half.x + half.y * half.y + half.z * half.z), 1e-4f);
+        radius_ = std::max(std::sqrt(Dot(half, half)), 1e-4f);
         for (const ModelImage& image : model_.images) Image(image);
         for (const ModelMaterial& material : model_.materials) Material(material);
         Nodes();
@@ -240,19 +245,26 @@ class Builder {
         camera->SetFogFarControl(new Const<f32>(far_clip));
         scene_->cameras.push_back(camera);
     }
-    // From the front, a little from the side and above, far enough to hold the whole model.
+    // From the front, a little from the side and above, as near as the whole model stays in a 4 : 3 picture.
     void FittingCamera() {
-        constexpr float kFov = 0.7f;
-        const vect3 direction{0.52f, -0.78f, 0.35f};
-        const float length =
-            std::sqrt(direction.x * direction.x + direction.y * direction.y + direction.z * direction.z);
-        const float distance = radius_ / std::sin(kFov / 2) * 1.02f;
-        const vect3 eye{centre_.x + direction.x / length * distance,
-                        centre_.y + direction.y / length * distance,
-                        centre_.z + direction.z / length * distance};
+        constexpr float kFov = 0.7f, kMargin = 1.1f;
+        const vect3 back = Normalized({0.52f, -0.78f, 0.35f});
+        const vect3 right = Normalized({-back.y, back.x, 0});
+        const vect3 top = Cross(back, right);
+        const float up = std::tan(kFov / 2) / kMargin, across = up * 4 / 3;
+        float distance = 0;
+        for (unsigned corner = 0; corner < 8; ++corner) {
+            const vect3 p{(corner & 1 ? high_.x : low_.x) - centre_.x,
+                          (corner & 2 ? high_.y : low_.y) - centre_.y,
+                          (corner & 4 ? high_.z : low_.z) - centre_.z};
+            const float needed = std::max(std::abs(Dot(p, right)) / across, std::abs(Dot(p, top)) / up);
+            distance = std::max(distance, needed + Dot(p, back));
+        }
+        const vect3 eye{centre_.x + back.x * distance, centre_.y + back.y * distance,
+                        centre_.z + back.z * distance};
         HierarchyNode* node = StillNode(top_, eye);
         node->target = StillNode(top_, centre_);
-        AddCamera(node, kFov, distance * 0.02f, distance * 10);
+        AddCamera(node, kFov, std::max(distance - radius_ * 1.5f, distance * 0.05f), distance + radius_ * 20);
     }
 
     void AddLight(HierarchyNode* node, const color& diffuse, const color& specular, const color& ambient,

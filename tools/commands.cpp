@@ -47,14 +47,18 @@ void WriteScene(const std::string& path, osm3d::SceneHierarchy& scene) {
     file.Commit();
 }
 
+// Whether the image is in the object, or its file is there to be read.
+bool IsReadable(const osm3d::TextureBitmapFile& texture) {
+    std::error_code error;
+    return !texture.GetFileData().empty() || std::filesystem::is_regular_file(texture.GetFileName(), error);
+}
+
 // Image files that the scene names and that are not there, as `om2 check` tells them.
 void FindMissingImages(const osm3d::SceneHierarchy& scene,
                        const std::function<void(const std::string&)>& tell) {
     for (const osm3d::Texture* texture : scene.textures) {
         const auto* bitmap = dynamic_cast<const osm3d::TextureBitmapFile*>(texture);
-        if (!bitmap || !bitmap->GetFileData().empty()) continue;
-        std::error_code error;
-        if (!std::filesystem::is_regular_file(bitmap->GetFileName(), error))
+        if (bitmap && !IsReadable(*bitmap))
             tell(fmt::format("image \"{}\" is not there: its meshes draw untextured", bitmap->GetFileName()));
     }
 }
@@ -103,7 +107,7 @@ void Pack(const std::string& in, const std::string& out, bool embed) {
         osm3d::SceneHierarchy* scene = LoadScene(in, graph);
         for (const auto& object : graph.Objects()) {
             auto* texture = dynamic_cast<osm3d::TextureBitmapFile*>(object.get());
-            if (texture && !texture->Embed())
+            if (texture && (!IsReadable(*texture) || !texture->Embed()))
                 throw cli::Error(fmt::format("{}: image \"{}\" cannot be read to be embedded", in,
                                              texture->GetFileName()));
         }

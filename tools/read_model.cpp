@@ -109,8 +109,8 @@ class Reader {
 
     Model Read() {
         Load();
-        Bones();
         Nodes();
+        Bones();
         Animation();
         Materials();
         Meshes();
@@ -143,12 +143,6 @@ class Reader {
         is_gltf_ = extension == ".gltf" || extension == ".glb" || extension == ".vrm";
     }
 
-    void Bones() {
-        for (unsigned i = 0; i < scene_->mNumMeshes; ++i)
-            for (unsigned b = 0; b < scene_->mMeshes[i]->mNumBones; ++b)
-                bones_.insert(scene_->mMeshes[i]->mBones[b]->mName.C_Str());
-    }
-
     void Nodes() {
         ModelNode root;
         root.name = "up";
@@ -160,6 +154,8 @@ class Reader {
             stack.pop_back();
             const int index = static_cast<int>(model_.nodes.size());
             node_index_.emplace(node->mName.C_Str(), index);
+            // A mesh and a joint may have one name; bones mean the joint.
+            if (node->mNumMeshes == 0) joint_index_.emplace(node->mName.C_Str(), index);
             order_.emplace_back(node, index);
             ModelNode out;
             out.name = node->mName.C_Str();
@@ -171,10 +167,26 @@ class Reader {
         worlds_ = RestWorlds(model_);
     }
 
-    // Nodes that a skin hangs on, and all below the first of them: they keep their rest pose with the skin.
+    void Bones() {
+        for (unsigned i = 0; i < scene_->mNumMeshes; ++i)
+            for (unsigned b = 0; b < scene_->mMeshes[i]->mNumBones; ++b)
+                for (int node = Joint(scene_->mMeshes[i]->mBones[b]->mName.C_Str()); node > 1;
+                     node = model_.nodes[static_cast<std::size_t>(node)].parent)
+                    skeleton_.insert(node);
+    }
+
+    // The joint called `name`, or, where only a mesh has the name, that; -1 for none.
+    int Joint(const char* name) const {
+        if (const auto joint = joint_index_.find(name); joint != joint_index_.end()) return joint->second;
+        const auto node = node_index_.find(name);
+        return node == node_index_.end() ? -1 : node->second;
+    }
+
+    // Bones, what they hang on (the model's root apart), and all below: they keep their rest pose with the
+    // skin.
     bool InSkeleton(int index) const {
-        for (; index > 0; index = model_.nodes[static_cast<std::size_t>(index)].parent)
-            if (bones_.count(model_.nodes[static_cast<std::size_t>(index)].name)) return true;
+        for (; index > 1; index = model_.nodes[static_cast<std::size_t>(index)].parent)
+            if (skeleton_.count(index)) return true;
         return false;
     }
 
@@ -189,14 +201,14 @@ class Reader {
         unsigned kept = 0, left_out = 0;
         for (unsigned i = 0; i < animation.mNumChannels; ++i) {
             const aiNodeAnim& channel = *animation.mChannels[i];
-            const auto found = node_index_.find(channel.mNodeName.C_Str());
-            if (found == node_index_.end()) continue;
-            if (InSkeleton(found->second)) {
+            const int node = Joint(channel.mNodeName.C_Str());
+            if (node < 0) continue;
+            if (InSkeleton(node)) {
                 ++left_out;
                 continue;
             }
             ++kept;
-            Channel(channel, rate, model_.nodes[static_cast<std::size_t>(found->second)]);
+            Channel(channel, rate, model_.nodes[static_cast<std::size_t>(node)]);
         }
         if (kept > 0 && scene_->mNumAnimations > 1)
             model_.notes.push_back(fmt::format("{} animations; took the first, \"{}\"",
@@ -401,11 +413,10 @@ class Reader {
             for (unsigned c = 0; c < 4; ++c) down.m[r][c] = up.m[c][r];
         for (unsigned b = 0; b < in.mNumBones; ++b) {
             const aiBone& bone = *in.mBones[b];
-            const auto found = node_index_.find(bone.mName.C_Str());
-            if (found == node_index_.end()) continue;
+            const int joint = Joint(bone.mName.C_Str());
+            if (joint < 0) continue;
             const matrix m = Multiply(
-                Multiply(FromAssimp(bone.mOffsetMatrix), worlds_[static_cast<std::size_t>(found->second)]),
-                down);
+                Multiply(FromAssimp(bone.mOffsetMatrix), worlds_[static_cast<std::size_t>(joint)]), down);
             for (unsigned w = 0; w < bone.mNumWeights; ++w) {
                 const std::size_t v = bone.mWeights[w].mVertexId;
                 const float weight = bone.mWeights[w].mWeight;
@@ -542,8 +553,8 @@ class Reader {
     bool is_gltf_ = false;
     Model model_;
     std::vector<matrix> worlds_;
-    std::set<std::string> bones_;
-    std::map<std::string, int> node_index_, images_;
+    std::set<int> skeleton_;
+    std::map<std::string, int> node_index_, joint_index_, images_;
     std::vector<std::pair<const aiNode*, int>> order_;
 };
 
