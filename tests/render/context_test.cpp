@@ -325,6 +325,7 @@ TEST(ScratchRing, VerticesAdvanceAlignedAndWrap) {
         {44, 4, 220, D3DLOCK_NOOVERWRITE},    // 120 + 60 + 44 = 224, down to 220
         {16, big, 400, D3DLOCK_NOOVERWRITE},  // 220 + 176 + 16 = 412, down to 400
         {16, 300, 0, D3DLOCK_DISCARD},        // does not fit behind
+        {16, (Context::kScratchBytes - 4816) / 16, 4816, D3DLOCK_NOOVERWRITE},  // to the last byte
         {16, Context::kScratchBytes / 16, 0, D3DLOCK_DISCARD},
     };
     for (const Row& row : rows) {
