@@ -193,7 +193,7 @@ struct Bounds {
     int level = 2;         // largest difference of a channel that does not count
     double share = 0.005;  // share of the pixels that may differ by more
     int reach = 1;         // a pixel that differs must have one of its colour this near in the other picture
-    int color = 12;        // how near that colour must be, per channel
+    int color = 24;        // how near that colour must be, per channel
     const char* why = "";
 };
 

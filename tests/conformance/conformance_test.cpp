@@ -63,7 +63,8 @@ std::uint32_t DrawnPixel(void (*draw)(Canvas&)) {
     return picture.pixels.size() == 256 ? picture.At(8, 8) : 0;
 }
 
-TEST(ConformanceRules, MissingTextureReadsOpaqueWhite) {
+// Opaque white, but for the first alpha argument: there the diffuse colour's alpha stands in.
+TEST(ConformanceRules, MissingTextureReadsWhite) {
     EXPECT_EQ(DrawnPixel([](Canvas& c) {
                   c.Fill(0xff202020);
                   c.ColorOp(0, D3DTOP_SUBTRACT, D3DTA_TEXTURE, D3DTA_TFACTOR);
@@ -71,7 +72,14 @@ TEST(ConformanceRules, MissingTextureReadsOpaqueWhite) {
                   c.Rs(D3DRS_TEXTUREFACTOR, 0x40204060);
                   c.Rect({0, 0, 16, 16}, 0.5f, 0x80808080);
               }),
-              0xffdfbf9fu);
+              0x80dfbf9fu);
+    EXPECT_EQ(DrawnPixel([](Canvas& c) {
+                  c.Fill(0xff202020);
+                  c.ColorOp(0, D3DTOP_SELECTARG2, D3DTA_DIFFUSE, D3DTA_TEXTURE);
+                  c.AlphaOp(0, D3DTOP_SELECTARG2, D3DTA_DIFFUSE, D3DTA_TEXTURE);
+                  c.Rect({0, 0, 16, 16}, 0.5f, 0x80808080);
+              }),
+              0xffffffffu);
 }
 
 TEST(ConformanceRules, PreTransformedDepthIgnoresTheDepthRange) {
@@ -82,6 +90,94 @@ TEST(ConformanceRules, PreTransformedDepthIgnoresTheDepthRange) {
                   c.Rect({0, 0, 16, 16}, 0.6f, 0xffffff00);  // 0.8, were it moved into the range
               }),
               0xffffff00u);
+}
+
+TEST(ConformanceRules, ClipPlanesHoldWithClippingOff) {
+    EXPECT_EQ(DrawnPixel([](Canvas& c) {
+                  c.Fill(0xff202020);
+                  c.PixelSpace();
+                  c.Rs(D3DRS_CLIPPING, FALSE);
+                  const float left[4] = {-1, 0, 0, 4};
+                  c.Check(c.device->SetClipPlane(0, left));
+                  c.Rs(D3DRS_CLIPPLANEENABLE, 1);
+                  Mesh mesh(D3DFVF_XYZ | D3DFVF_DIFFUSE);
+                  AddRect(mesh, {0, 0, 16, 16}, 0.5f, Rgba{0xffffffff});
+                  c.Draw(D3DPT_TRIANGLELIST, mesh);
+              }),
+              0xff202020u);
+}
+
+// Half fogged at one edge, not at all at the other: a quarter in the middle, whatever the formula gives
+// there.
+TEST(ConformanceRules, VertexFogIsInterpolated) {
+    const std::uint32_t pixel = DrawnPixel([](Canvas& c) {
+        c.Fill(0xff202020);
+        c.PixelSpace();
+        c.Rs(D3DRS_FOGENABLE, TRUE);
+        c.Rs(D3DRS_FOGCOLOR, 0x00ffffff);
+        c.Rs(D3DRS_FOGVERTEXMODE, D3DFOG_EXP2);
+        c.RsFloat(D3DRS_FOGDENSITY, 2.0f);
+        Mesh mesh(D3DFVF_XYZ | D3DFVF_DIFFUSE);
+        const Rgba black = {0xff000000};
+        mesh.V(0, 0, 0, black).V(16, 0, 1, black).V(0, 16, 0, black).V(16, 16, 1, black);
+        c.Draw(D3DPT_TRIANGLESTRIP, mesh);
+    });
+    // Factors 1 and exp(-4) = 0.0183 at the edges: 0.509 in the middle; by the depth there it would be 0.368.
+    EXPECT_NEAR(static_cast<double>(pixel & 0xff), 255 * (1 - 0.509), 2);
+}
+
+// A 16-texel ramp shown through the coordinate u; the pixel's blue says which u was sampled.
+std::uint32_t SampledRamp(DWORD flags, const D3DMATRIX& matrix, float u, float v) {
+    static DWORD used_flags;
+    static D3DMATRIX used_matrix;
+    static float used_u;
+    static float used_v;
+    used_flags = flags;
+    used_matrix = matrix;
+    used_u = u;
+    used_v = v;
+    return DrawnPixel([](Canvas& c) {
+               c.Fill(0xff202020);
+               c.PixelSpace();
+               c.Bind(0, c.Texture(16, 16, 1, D3DFMT_A8R8G8B8, [](UINT x, UINT y, UINT) -> D3DCOLOR {
+                   return 0xff000000 | (y << 8) | x;
+               }));
+               c.Filter(0, D3DTEXF_POINT, D3DTEXF_POINT, D3DTEXF_NONE);
+               c.ColorOp(0, D3DTOP_SELECTARG1, D3DTA_TEXTURE);
+               c.Tss(0, D3DTSS_TEXTURETRANSFORMFLAGS, used_flags);
+               c.Transform(D3DTS_TEXTURE0, used_matrix);
+               Mesh mesh(D3DFVF_XYZ | D3DFVF_TEX1);
+               for (int corner = 0; corner < 4; ++corner) {
+                   mesh.V(F(corner % 2) * 16, F(corner / 2) * 16, 0.5f, used_u, used_v);
+               }
+               c.Draw(D3DPT_TRIANGLESTRIP, mesh);
+           }) &
+           0xffff;
+}
+
+TEST(ConformanceRules, TwoCoordinatesAreExtendedForTheirMatrix) {
+    D3DMATRIX matrix = Identity();
+    matrix.m[2][2] = 2.0f;  // (u, v, 1, 0) becomes (u, v, 2): halved by projection
+    EXPECT_EQ(SampledRamp(D3DTTFF_COUNT3 | D3DTTFF_PROJECTED, matrix, 0.78f, 0.41f), 0x0306u);
+    matrix = Identity();
+    matrix.m[2][3] = 4.0f;
+    matrix.m[3][3] = 100.0f;  // the fourth input coordinate is 0
+    EXPECT_EQ(SampledRamp(D3DTTFF_COUNT4 | D3DTTFF_PROJECTED, matrix, 0.78f, 0.41f), 0x0103u);
+    EXPECT_EQ(SampledRamp(D3DTTFF_COUNT2 | D3DTTFF_PROJECTED, Identity(), 0.2f, 0.5f) & 0xff,
+              6u);  // 0.2 / 0.5
+    EXPECT_EQ(SampledRamp(D3DTTFF_COUNT1, Scaling(3, 1, 1), 0.2f, 0.5f) & 0xff, 9u);
+}
+
+TEST(ConformanceRules, AlphaBlendsByTheFactor) {
+    const std::uint32_t pixel = DrawnPixel([](Canvas& c) {
+        c.Fill(0);
+        c.Bind(0,
+               c.Texture(1, 1, 1, D3DFMT_A8R8G8B8, [](UINT, UINT, UINT) -> D3DCOLOR { return 0x20ffffff; }));
+        c.Rs(D3DRS_TEXTUREFACTOR, 0x40000000);
+        c.AlphaOp(0, D3DTOP_BLENDFACTORALPHA, D3DTA_TEXTURE, D3DTA_DIFFUSE);
+        c.TexturedRect({0, 0, 16, 16}, {}, 0xa0ffffff);
+    });
+    EXPECT_NEAR(static_cast<double>(pixel >> 24), 0x20 * 0.251 + 0xa0 * 0.749, 1);
 }
 
 // The judge itself: it passes what lies within an edge's width, and nothing else.
