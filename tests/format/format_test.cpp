@@ -164,17 +164,7 @@ TEST_F(FormatTest, ATextureLiesTheRightWayUpOnItsQuad) {
         int texture = -1, material = -1;
         const std::vector<Rgb> texels = {{255, 0, 0}, {0, 255, 0}, {0, 0, 255}, {255, 255, 255}};
         s.textures.push_back([&] { texture = s.file.EmbeddedTexture(Tga(2, 2, texels)); });
-        s.materials.push_back([&] {
-            File::MaterialColors colors;
-            colors.diffuse = {0, 0, 0, 1};
-            colors.emissive = {1, 1, 1, 1};
-            material = s.file.Material(
-                colors, 1, [&] { s.file.RenderState(); },
-                [&] {
-                    s.file.I32(1);
-                    s.file.TextureStage(s.Ref(texture), {}, version);
-                });
-        });
+        s.Textured(material, texture, version);
         s.Mesh(TexturedQuad(-2, -2, 2, 2), s.Ref(material), s.Null());
         const host::Picture p = Show(s.Bytes());
         EXPECT_TRUE(Shows(p, 250, 170, {255, 0, 0})) << version;
@@ -190,17 +180,7 @@ TEST_F(FormatTest, AConstantOffsetMovesTheTexture) {
     s.textures.push_back([&] {
         texture = s.file.EmbeddedTexture(Tga(4, 1, {{255, 0, 0}, {0, 255, 0}, {0, 0, 255}, {255, 255, 0}}));
     });
-    s.materials.push_back([&] {
-        File::MaterialColors colors;
-        colors.diffuse = {0, 0, 0, 1};
-        colors.emissive = {1, 1, 1, 1};
-        material = s.file.Material(
-            colors, 1, [&] { s.file.RenderState(); },
-            [&] {
-                s.file.I32(1);
-                s.file.TextureStage(s.Ref(texture), {}, 2, 0.25f);
-            });
-    });
+    s.Textured(material, texture, 2, 0.25f);
     s.Mesh(TexturedQuad(-2, -2, 2, 2), s.Ref(material), s.Null());
     const host::Picture p = Show(s.Bytes());
     // u' = u - 0.25, wrapped: the image moves a quarter to the right.
@@ -376,17 +356,7 @@ TEST_F(FormatTest, PackedScenesShowTheSameAsPlainOnes) {
     SceneFile s;
     int texture = -1, material = -1;
     s.textures.push_back([&] { texture = s.file.EmbeddedTexture(Tga(1, 1, {{10, 200, 30}})); });
-    s.materials.push_back([&] {
-        File::MaterialColors colors;
-        colors.diffuse = {0, 0, 0, 1};
-        colors.emissive = {1, 1, 1, 1};
-        material = s.file.Material(
-            colors, 1, [&] { s.file.RenderState(); },
-            [&] {
-                s.file.I32(1);
-                s.file.TextureStage(s.Ref(texture), {});
-            });
-    });
+    s.Textured(material, texture);
     s.Mesh(TexturedQuad(-2, -2, 2, 2), s.Ref(material), s.Null());
     const std::vector<std::uint8_t> plain = s.Bytes();
     const std::vector<std::uint8_t> packed =

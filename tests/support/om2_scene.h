@@ -63,6 +63,20 @@ class SceneFile {
             id = file.Material(colors, blend_class);
         });
     }
+    // A glowing white material that shows `texture` as it is; its id goes to `id`.
+    void Textured(int& id, int& texture, unsigned stage_version = 2, float u_offset = 0) {
+        materials.push_back([this, &id, &texture, stage_version, u_offset] {
+            File::MaterialColors colors;
+            colors.diffuse = {0, 0, 0, 1};
+            colors.emissive = {1, 1, 1, 1};
+            id = file.Material(
+                colors, 1, [&] { file.RenderState(); },
+                [&] {
+                    file.I32(1);
+                    file.TextureStage(Ref(texture), {}, stage_version, u_offset);
+                });
+        });
+    }
     void Mesh(const File::Shape& shape, const Body& material, const Body& placement, bool hidden = false,
               unsigned mesh_version = 2) {
         meshes.push_back([=, this] {
