@@ -41,6 +41,10 @@ bool GlContext::Start() {
     if (anisotropy) glGetFloatv(GL_MAX_TEXTURE_MAX_ANISOTROPY_EXT, &features_.max_anisotropy);
     features_.buffer_storage = epoxy_gl_version() >= 44 || epoxy_has_gl_extension("GL_ARB_buffer_storage");
     features_.texture_storage = epoxy_gl_version() >= 42 || epoxy_has_gl_extension("GL_ARB_texture_storage");
+    features_.mirror_once = epoxy_gl_version() >= 44 ||
+                            epoxy_has_gl_extension("GL_ARB_texture_mirror_clamp_to_edge") ||
+                            epoxy_has_gl_extension("GL_EXT_texture_mirror_clamp") ||
+                            epoxy_has_gl_extension("GL_ATI_texture_mirror_once");
     const auto integer = [](GLenum what) {
         GLint value = 0;
         glGetIntegerv(what, &value);

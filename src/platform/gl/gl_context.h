@@ -20,6 +20,7 @@ struct GlFeatures {
     float max_anisotropy = 1;
     bool buffer_storage = false;  // persistent maps
     bool texture_storage = false;
+    bool mirror_once = false;  // D3DTADDRESS_MIRRORONCE
     u32 max_texture_size = 1024, max_cube_size = 1024;
     u32 max_clip_distances = 6;
     u32 max_samples = 0;

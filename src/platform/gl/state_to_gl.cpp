@@ -241,11 +241,7 @@ GLenum PrimitiveMode(D3DPRIMITIVETYPE type) {
 }
 
 SamplerCache::SamplerCache(GlContext& context)
-    : context_(context),
-      mirror_once_(epoxy_gl_version() >= 44 ||
-                   epoxy_has_gl_extension("GL_ARB_texture_mirror_clamp_to_edge") ||
-                   epoxy_has_gl_extension("GL_EXT_texture_mirror_clamp") ||
-                   epoxy_has_gl_extension("GL_ATI_texture_mirror_once")) {}
+    : context_(context), mirror_once_(context.Features().mirror_once) {}
 
 SamplerCache::~SamplerCache() {
     for (const auto& [key, name] : samplers_) {
