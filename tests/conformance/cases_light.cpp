@@ -194,7 +194,8 @@ void SpecularViewer(Canvas& c) {
 void SpecularPower(Canvas& c) {
     SetUp(c);
     c.Rs(D3DRS_SPECULARENABLE, TRUE);
-    D3DLIGHT9 light = Directional(0.3f, 1, -0.3f, Color(0, 0, 0));
+    // From the side: where a face turns away from the light, the highlight ends too.
+    D3DLIGHT9 light = Directional(1, 0.4f, -0.5f, Color(0, 0, 0));
     light.Specular = Color(1, 1, 1, 0.6f);
     Use(c, 0, light);
     const float powers[6] = {0, 0.5f, 1, 5, 25, 100};

@@ -63,7 +63,7 @@ std::uint32_t DrawnPixel(void (*draw)(Canvas&)) {
     return picture.pixels.size() == 256 ? picture.At(8, 8) : 0;
 }
 
-// Opaque white, but for the first alpha argument: there the diffuse colour's alpha stands in.
+// White, but for an alpha operation that only selects it: there the vertex's own alpha goes on.
 TEST(ConformanceRules, MissingTextureReadsWhite) {
     EXPECT_EQ(DrawnPixel([](Canvas& c) {
                   c.Fill(0xff202020);
@@ -76,10 +76,10 @@ TEST(ConformanceRules, MissingTextureReadsWhite) {
     EXPECT_EQ(DrawnPixel([](Canvas& c) {
                   c.Fill(0xff202020);
                   c.ColorOp(0, D3DTOP_SELECTARG2, D3DTA_DIFFUSE, D3DTA_TEXTURE);
-                  c.AlphaOp(0, D3DTOP_SELECTARG2, D3DTA_DIFFUSE, D3DTA_TEXTURE);
+                  c.AlphaOp(0, D3DTOP_MODULATE, D3DTA_DIFFUSE, D3DTA_TEXTURE);
                   c.Rect({0, 0, 16, 16}, 0.5f, 0x80808080);
               }),
-              0xffffffffu);
+              0x80ffffffu);
 }
 
 TEST(ConformanceRules, PreTransformedDepthIgnoresTheDepthRange) {
