@@ -5,7 +5,7 @@
 #include "platform/d3d9/windows_types.h"
 #include "platform/types.h"
 
-#define _FACD3D 0x876
+#define _FACD3D 0x876  // NOLINT(bugprone-reserved-identifier): published name
 #define MAKE_D3DHRESULT(code) MAKE_HRESULT(1, _FACD3D, code)
 #define D3D_OK S_OK
 #define D3DERR_WRONGTEXTUREFORMAT MAKE_D3DHRESULT(2072)

@@ -28,6 +28,7 @@ using LPCSTR = const char*;
 #define STDMETHODCALLTYPE
 #define WINAPI
 
+// NOLINTBEGIN(bugprone-reserved-identifier): published names
 struct HWND__;
 using HWND = HWND__*;
 struct HMONITOR__;
@@ -37,6 +38,7 @@ using HINSTANCE = HINSTANCE__*;
 using HMODULE = HINSTANCE;
 struct HDC__;
 using HDC = HDC__*;
+// NOLINTEND(bugprone-reserved-identifier)
 using HANDLE = void*;
 
 struct RECT {

@@ -11,9 +11,10 @@
 namespace platform::gl {
 namespace {
 
+// By their bits, so that a NaN equals itself and a zero of another sign counts as a change.
 template <class T>
 bool Same(const T& a, const T& b) {
-    return std::memcmp(&a, &b, sizeof(T)) == 0;
+    return std::memcmp(&a, &b, sizeof(T)) == 0;  // NOLINT(bugprone-suspicious-memory-comparison)
 }
 
 // Registers of a constant file: false when the range does not exist.
@@ -191,8 +192,9 @@ HRESULT GlDevice::GetLightEnable(DWORD index, BOOL* enable) {
 HRESULT GlDevice::SetClipPlane(DWORD index, const float* plane) {
     if (!plane || index >= kMaxClipPlanes) return D3DERR_INVALIDCALL;
     auto& place = state_.clip_planes[index];
-    if (std::memcmp(place.data(), plane, sizeof(place)) == 0) return D3D_OK;
-    std::copy_n(plane, 4, place.begin());
+    const std::array<float, 4> value = {plane[0], plane[1], plane[2], plane[3]};
+    if (Same(place, value)) return D3D_OK;
+    place = value;
     state_.dirty |= kDirtyClipPlanes;
     return D3D_OK;
 }
