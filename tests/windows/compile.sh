@@ -27,6 +27,16 @@ for folder in "/usr/include/$machine" /usr/include; do
     [ -e "$folder/zconf.h" ] && ln -sf "$folder/zconf.h" "$out/include/zconf.h" && break
 done
 
+# On Windows libjpeg takes the system's own boolean; its configuration for the host does not know that.
+mv "$out/include/jconfig.h" "$out/include/jconfig_host.h"
+cat >"$out/include/jconfig.h" <<'HEADER'
+#include "jconfig_host.h"
+#ifndef __RPCNDR_H__
+typedef unsigned char boolean;
+#endif
+#define HAVE_BOOLEAN
+HEADER
+
 export compiler out
 compile() {
     local object="$out/${1//\//_}.o"
