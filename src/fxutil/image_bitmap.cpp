@@ -188,6 +188,14 @@ D3DFORMAT FormatOf(const BitmapHeader& h) {
     return D3DFMT_UNKNOWN;
 }
 
+bool HasFourthByte(const BitmapHeader& h) {
+    const std::size_t end = std::min(h.pixels.size(), std::size_t{h.width} * h.height * 4);
+    for (std::size_t i = 3; i < end; i += 4) {
+        if (h.pixels[i] != 0) return true;
+    }
+    return false;
+}
+
 void UnpackIndices(const u8* row, u32 bits, u32 width, u8* out) {
     const u32 per_byte = 8 / bits, mask = (1u << bits) - 1;
     for (u32 x = 0; x < width; ++x) {
@@ -224,7 +232,9 @@ bool DecodeBitmap(Bytes file, bool header_only, Image* image) {
     const bool with_file_header = file.size() >= 2 && file[0] == 'B' && file[1] == 'M';
     BitmapHeader h;
     if (!ReadHeader(file, with_file_header, &h)) return false;
-    const D3DFORMAT stored = FormatOf(h);
+    D3DFORMAT stored = FormatOf(h);
+    // A plain 32-bit bitmap says nothing of alpha. Writers that mean none leave the fourth byte zero.
+    if (h.bits == 32 && h.compression == kRgb && HasFourthByte(h)) stored = D3DFMT_A8R8G8B8;
     const D3DFORMAT format = stored == D3DFMT_UNKNOWN ? D3DFMT_A8R8G8B8 : stored;
     SetInfo(image, h.width, h.height, format, with_file_header ? D3DXIFF_BMP : D3DXIFF_DIB);
 

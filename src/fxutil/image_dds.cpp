@@ -23,8 +23,9 @@ constexpr Known kKnown[] = {
     {kRgb, 32, 0xff0000, 0xff00, 0xff, 0, D3DFMT_X8R8G8B8},
     {kRgb, 32, 0xff, 0xff00, 0xff0000, 0xff000000, D3DFMT_A8B8G8R8},
     {kRgb, 32, 0xff, 0xff00, 0xff0000, 0, D3DFMT_X8B8G8R8},
-    {kRgb, 32, 0x3ff00000, 0xffc00, 0x3ff, 0xc0000000, D3DFMT_A2R10G10B10},
-    {kRgb, 32, 0x3ff, 0xffc00, 0x3ff00000, 0xc0000000, D3DFMT_A2B10G10R10},
+    // Files of these two have always been written, and hence are read, with each other's masks.
+    {kRgb, 32, 0x3ff, 0xffc00, 0x3ff00000, 0xc0000000, D3DFMT_A2R10G10B10},
+    {kRgb, 32, 0x3ff00000, 0xffc00, 0x3ff, 0xc0000000, D3DFMT_A2B10G10R10},
     {kRgb, 32, 0xffff, 0xffff0000, 0, 0, D3DFMT_G16R16},
     {kRgb, 24, 0xff0000, 0xff00, 0xff, 0, D3DFMT_R8G8B8},
     {kRgb, 16, 0xf800, 0x7e0, 0x1f, 0, D3DFMT_R5G6B5},

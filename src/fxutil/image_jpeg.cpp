@@ -5,6 +5,7 @@
 #include <jpeglib.h>
 
 #include <csetjmp>
+#include <utility>
 
 #include "fxutil/image_decoders.h"
 #include "fxutil/pixel_format.h"
@@ -45,22 +46,17 @@ void OnProgress(j_common_ptr common) {
     if (jpeg->input_scan_number > kMostScans) OnError(common);
 }
 
-void ToX8R8G8B8(const u8* in, bool cmyk, bool inverted, u32 width, u8* out) {
-    for (u32 x = 0; x < width; ++x, out += 4) {
-        if (cmyk) {
-            // Files by the usual programs store the inks inverted: 255 is none.
-            const u32 flip = inverted ? 0 : 255;
-            const u32 key = in[x * 4 + 3] ^ flip;
-            for (u32 i = 0; i < 3; ++i) {
-                out[2 - i] = static_cast<u8>(((in[x * 4 + i] ^ flip) * key + 127) / 255);
-            }
-        } else {
-            out[0] = in[x * 3 + 2];
-            out[1] = in[x * 3 + 1];
-            out[2] = in[x * 3];
-        }
-        out[3] = 0xff;
+/// Four inks to blue, green, red. Files by the usual programs store the inks inverted: 255 is none.
+void FromInks(const u8* in, bool inverted, u32 width, u8* out) {
+    const u32 flip = inverted ? 0 : 255;
+    for (u32 x = 0; x < width; ++x, in += 4, out += 3) {
+        const u32 key = in[3] ^ flip;
+        for (u32 i = 0; i < 3; ++i) out[2 - i] = static_cast<u8>(((in[i] ^ flip) * key + 127) / 255);
     }
+}
+
+void SwapRedBlue(u8* row, u32 width) {
+    for (u32 x = 0; x < width; ++x) std::swap(row[x * 3], row[x * 3 + 2]);
 }
 
 bool Read(Reader* reader) {
@@ -77,7 +73,7 @@ bool Read(Reader* reader) {
 
     const bool grey = jpeg.jpeg_color_space == JCS_GRAYSCALE;
     const bool cmyk = jpeg.jpeg_color_space == JCS_CMYK || jpeg.jpeg_color_space == JCS_YCCK;
-    const D3DFORMAT format = grey ? D3DFMT_L8 : D3DFMT_X8R8G8B8;
+    const D3DFORMAT format = grey ? D3DFMT_L8 : D3DFMT_R8G8B8;
     SetInfo(reader->image, jpeg.image_width, jpeg.image_height, format, D3DXIFF_JPG);
     if (reader->header_only) return true;
     jpeg.out_color_space = grey ? JCS_GRAYSCALE : cmyk ? JCS_CMYK : JCS_RGB;
@@ -86,12 +82,16 @@ bool Read(Reader* reader) {
     const u32 width = jpeg.output_width;
     const std::size_t row_bytes = RowBytes(format, width);
     reader->image->pixels.resize(row_bytes * jpeg.output_height);
-    reader->row.resize(std::size_t{width} * 4);
+    if (cmyk) reader->row.resize(std::size_t{width} * 4);
     while (jpeg.output_scanline < jpeg.output_height) {
         u8* out = reader->image->pixels.data() + row_bytes * jpeg.output_scanline;
-        JSAMPROW row = grey ? out : reader->row.data();
+        JSAMPROW row = cmyk ? reader->row.data() : out;
         if (jpeg_read_scanlines(&jpeg, &row, 1) != 1) return false;
-        if (!grey) ToX8R8G8B8(row, cmyk, jpeg.saw_Adobe_marker != 0, width, out);
+        if (cmyk) {
+            FromInks(row, jpeg.saw_Adobe_marker != 0, width, out);
+        } else if (!grey) {
+            SwapRedBlue(out, width);
+        }
     }
     return true;
 }

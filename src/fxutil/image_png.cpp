@@ -71,16 +71,15 @@ D3DFORMAT ChooseFormat(png_structp png, png_infop info) {
         return D3DFMT_L16;
     }
     if (wide) png_set_scale_16(png);
+    const bool alpha = keyed || color & PNG_COLOR_MASK_ALPHA;
     if (!(color & PNG_COLOR_MASK_COLOR)) {
         png_set_expand_gray_1_2_4_to_8(png);
-        if (keyed) png_set_tRNS_to_alpha(png);
-        return keyed || color & PNG_COLOR_MASK_ALPHA ? D3DFMT_A8L8 : D3DFMT_L8;
+        if (!alpha) return D3DFMT_L8;
+        png_set_gray_to_rgb(png);
     }
     png_set_bgr(png);
     if (keyed) png_set_tRNS_to_alpha(png);
-    if (keyed || color & PNG_COLOR_MASK_ALPHA) return D3DFMT_A8R8G8B8;
-    png_set_filler(png, 0xff, PNG_FILLER_AFTER);
-    return D3DFMT_X8R8G8B8;
+    return alpha ? D3DFMT_A8R8G8B8 : D3DFMT_R8G8B8;
 }
 
 bool Read(Reader* reader) {

@@ -74,7 +74,7 @@ D3DFORMAT FormatOf(const TargaHeader& h) {
 void ReadPalette(const TargaHeader& h, std::vector<u32>* palette) {
     palette->assign(256, 0xff000000u);
     const D3DFORMAT format = h.palette_bits == 24   ? D3DFMT_R8G8B8
-                             : h.palette_bits == 32 ? D3DFMT_A8R8G8B8
+                             : h.palette_bits == 32 ? (h.alpha_bits ? D3DFMT_A8R8G8B8 : D3DFMT_X8R8G8B8)
                                                     : D3DFMT_X1R5G5B5;
     const u32 count = std::min(h.palette_count, 256u - std::min(h.palette_first, 256u));
     ReadTexels(*FindTexelFormat(format), h.palette.data(), nullptr, count,

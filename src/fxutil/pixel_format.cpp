@@ -73,21 +73,21 @@ u64 LoadTexel(const u8* source, u32 bytes) {
 
 u64 Field(u64 texel, ChannelBits c) { return (texel >> c.shift) & ((u64{1} << c.width) - 1); }
 
-f32 UnitValue(u64 texel, ChannelBits c, f32 lacking) {
-    if (c.width == 0) return lacking;
+f32 UnitValue(u64 texel, ChannelBits c) {
+    if (c.width == 0) return 1.0f;
     return static_cast<f32>(Field(texel, c)) / static_cast<f32>((u64{1} << c.width) - 1);
 }
 
-f32 SignedValue(u64 texel, ChannelBits c, f32 lacking) {
-    if (c.width == 0) return lacking;
+f32 SignedValue(u64 texel, ChannelBits c) {
+    if (c.width == 0) return 1.0f;
     const i32 max = (1 << (c.width - 1)) - 1;
     i32 value = static_cast<i32>(Field(texel, c));
     if (value > max) value -= 1 << c.width;
     return std::max(static_cast<f32>(value) / static_cast<f32>(max), -1.0f);
 }
 
-f32 FloatValue(const u8* texel, ChannelBits c, f32 lacking) {
-    if (c.width == 0) return lacking;
+f32 FloatValue(const u8* texel, ChannelBits c) {
+    if (c.width == 0) return 1.0f;
     if (c.width == 16) {
         u16 half;
         std::memcpy(&half, texel + c.shift / 8, 2);
@@ -125,9 +125,6 @@ void StoreFloat(f32 value, ChannelBits c, u8* texel) {
         std::memcpy(texel + c.shift / 8, &value, 4);
     }
 }
-
-/// What a colour channel reads that the format lacks: D3DFMT_A8 is black, a one or two channel format white.
-f32 LackingColor(const TexelFormat& format) { return format.format == D3DFMT_A8 ? 0.0f : 1.0f; }
 
 }  // namespace
 
@@ -204,45 +201,43 @@ void ReadTexels(const TexelFormat& format, const u8* source, const u32* palette,
         }
         return;
     }
-    const u32 lacking = format.format == D3DFMT_A8 ? 0 : 0xff;
-    const auto channel = [&](u64 texel, ChannelBits c, u32 otherwise) {
-        return c.width ? u32{kWiden[c.width][Field(texel, c)]} : otherwise;
+    const auto channel = [](u64 texel, ChannelBits c) {
+        return c.width ? u32{kWiden[c.width][Field(texel, c)]} : 0xffu;
     };
     for (u32 i = 0; i < count; ++i, source += bytes) {
         const u64 texel = LoadTexel(source, bytes);
-        const u32 r = channel(texel, format.r, lacking);
-        const u32 g = format.kind == kLuminance ? r : channel(texel, format.g, lacking);
-        const u32 b = format.kind == kLuminance ? r : channel(texel, format.b, lacking);
-        out[i] = channel(texel, format.a, 0xff) << 24 | r << 16 | g << 8 | b;
+        const u32 r = channel(texel, format.r);
+        const u32 g = format.kind == kLuminance ? r : channel(texel, format.g);
+        const u32 b = format.kind == kLuminance ? r : channel(texel, format.b);
+        out[i] = channel(texel, format.a) << 24 | r << 16 | g << 8 | b;
     }
 }
 
 void ReadTexels(const TexelFormat& format, const u8* source, const u32* palette, u32 count, Rgba* out) {
     const u32 bytes = format.bits / 8u;
-    const f32 lacking = LackingColor(format);
     for (u32 i = 0; i < count; ++i, source += bytes) {
         switch (format.kind) {
             case kUnsigned: {
                 const u64 texel = LoadTexel(source, bytes);
-                out[i] = {UnitValue(texel, format.r, lacking), UnitValue(texel, format.g, lacking),
-                          UnitValue(texel, format.b, lacking), UnitValue(texel, format.a, 1.0f)};
+                out[i] = {UnitValue(texel, format.r), UnitValue(texel, format.g), UnitValue(texel, format.b),
+                          UnitValue(texel, format.a)};
                 break;
             }
             case kLuminance: {
                 const u64 texel = LoadTexel(source, bytes);
-                const f32 l = UnitValue(texel, format.r, 1.0f);
-                out[i] = {l, l, l, UnitValue(texel, format.a, 1.0f)};
+                const f32 l = UnitValue(texel, format.r);
+                out[i] = {l, l, l, UnitValue(texel, format.a)};
                 break;
             }
             case kSigned: {
                 const u64 texel = LoadTexel(source, bytes);
-                out[i] = {SignedValue(texel, format.r, 1.0f), SignedValue(texel, format.g, 1.0f),
-                          SignedValue(texel, format.b, 1.0f), SignedValue(texel, format.a, 1.0f)};
+                out[i] = {SignedValue(texel, format.r), SignedValue(texel, format.g),
+                          SignedValue(texel, format.b), SignedValue(texel, format.a)};
                 break;
             }
             case kFloat:
-                out[i] = {FloatValue(source, format.r, 1.0f), FloatValue(source, format.g, 1.0f),
-                          FloatValue(source, format.b, 1.0f), FloatValue(source, format.a, 1.0f)};
+                out[i] = {FloatValue(source, format.r), FloatValue(source, format.g),
+                          FloatValue(source, format.b), FloatValue(source, format.a)};
                 break;
             case kPalette:
             case kBlock: {

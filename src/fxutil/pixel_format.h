@@ -51,8 +51,8 @@ u32 RowCount(D3DFORMAT format, u32 height);
 std::size_t LevelBytes(D3DFORMAT format, u32 width, u32 height);
 
 /// `count` texels at `source` become 0xAARRGGBB. Any format but kBlock; channels of more than 8 bits are
-/// rounded. `palette` holds 256 colours 0xAARRGGBB, needed for kPalette alone. Lacking alpha reads 1, lacking
-/// colour 0 for A8 and 1 otherwise.
+/// rounded. `palette` holds 256 colours 0xAARRGGBB, needed for kPalette alone. A channel that the format
+/// lacks reads 1.
 void ReadTexels(const TexelFormat& format, const u8* source, const u32* palette, u32 count, u32* out);
 void ReadTexels(const TexelFormat& format, const u8* source, const u32* palette, u32 count, Rgba* out);
 
