@@ -30,6 +30,8 @@ done
 # On Windows libjpeg takes the system's own boolean; its configuration for the host does not know that.
 mv "$out/include/jconfig.h" "$out/include/jconfig_host.h"
 cat >"$out/include/jconfig.h" <<'HEADER'
+#include <basetsd.h>
+
 #include "jconfig_host.h"
 #ifndef __RPCNDR_H__
 typedef unsigned char boolean;
