@@ -6,11 +6,11 @@
 #include <string>
 #include <vector>
 
+#include "platform/d3d9/d3d9.h"
 #include "platform/types.h"
 
-#ifdef GetObject
+// The system's own headers make a macro of it.
 #undef GetObject
-#endif
 
 namespace osm3d {
 

@@ -37,42 +37,148 @@ class QuietTracer : public trace::Tracer {
     Tracer* previous;
 };
 
-// A scene with one of everything, of which a case replaces a part.
+// A scene with one of everything, of which a case replaces a part. The bodies below write one thing each.
 struct Whole {
     File f;
-    int camera = -1;
-    int light = -1;
     File::SceneParts parts;
     unsigned version = 2;
 
     Whole() {
-        parts.materials = [this] { f.List(1, [this] { f.Material({}); }); };
-        parts.tree = [this] {
-            f.Node({0, 0, 0});
-            f.I32(1);
-            f.Node({1, 0, 0});
-            f.I32(0);
-        };
-        parts.meshes = [this] { f.List(1, [this] { QuadMesh(); }); };
-        parts.cameras = [this] {
-            f.List(1, [this] { camera = f.Camera([this] { f.Placement({0, 0, 5}); }, 1.5f, 1, 100); });
-        };
+        parts.materials = List({[this] { f.Material({}); }});
+        parts.tree = Tree(Node(), {Node()});
+        parts.meshes = List({Mesh(om2::Quad(0, 0, 1, 1))});
+        parts.cameras = List({Camera(Number(1.5f))});
         parts.current_camera = [this] { f.Ref(camera); };
-        parts.lights = [this] { f.List(1, [this] { light = Light(); }); };
+        parts.lights = List({Light(Color())});
         parts.shadow_light = [this] { f.Ref(light); };
-        parts.background = [this] { f.ColorBackground({0, 0, 0, 1}); };
+        parts.background = Chunk("ATBG", {Byte(1), Color()});
+    }
+    Whole(const Whole&) = delete;
+
+    using Body = om2::Body;
+    using Bodies = std::vector<Body>;
+
+    Body Chunk(const char* tag, const Bodies& bodies) {
+        return [this, tag, bodies] {
+            f.Chunk(tag, 1, [&] {
+                open.push_back(f.bytes[f.bytes.size() - 6] | f.bytes[f.bytes.size() - 5] << 8);
+                for (const Body& body : bodies) body();
+                open.pop_back();
+            });
+        };
+    }
+    // A reference to the chunk that stands `up` levels around.
+    Body Around(std::size_t up) {
+        return [this, up] { f.Ref(open[open.size() - 1 - up]); };
+    }
+    Body Null() {
+        return [this] { f.Null(); };
+    }
+    Body Byte(unsigned v) {
+        return [this, v] { f.U8(v); };
+    }
+    Body Word(i32 v) {
+        return [this, v] { f.I32(v); };
+    }
+    Body Number(float v = 1) {
+        return [this, v] { f.ConstFloat(v); };
+    }
+    Body Color(const om2::Vec4& c = {1, 1, 1, 1}) {
+        return [this, c] { f.ConstColor(c); };
+    }
+    Body List(const Bodies& bodies) {
+        return [this, bodies] {
+            f.I32(static_cast<i32>(bodies.size()));
+            for (const Body& body : bodies) body();
+        };
+    }
+    // The same object twice; `write` gives its id.
+    Body Twice(const std::function<int()>& write) {
+        return [this, write] {
+            f.I32(2);
+            f.Ref(write());
+        };
+    }
+    Body Node() {
+        return [this] { f.Node({1, 0, 0}); };
+    }
+    Body Tree(const Body& node, const Bodies& leaves = {}) {
+        return [this, node, leaves] {
+            node();
+            f.I32(static_cast<i32>(leaves.size()));
+            for (const Body& leaf : leaves) {
+                leaf();
+                f.I32(0);
+            }
+        };
+    }
+    // Nodes, each a child of the one before.
+    Body Chain(u32 levels) {
+        return [this, levels] {
+            for (u32 i = 0; i < levels; ++i) {
+                f.PlainNode();
+                f.I32(i + 1 < levels ? 1 : 0);
+            }
+        };
+    }
+    Body Placement(const Body& position) {
+        return Chunk("CPRS", {position,
+                              [this] {
+                                  f.ConstQuat({0, 0, 0, 1});
+                              },
+                              [this] {
+                                  f.ConstVec3({1, 1, 1});
+                              }});
+    }
+    Body Mesh(const File::Shape& shape) {
+        return [this, shape] { f.Mesh([&] { f.Geometry(shape); }, Null(), Null()); };
+    }
+    Body Mesh(const Body& geometry, const Body& material) {
+        return [this, geometry, material] { f.Mesh(geometry, material, Null(), false, {0, 0}); };
+    }
+    Body Camera(const Body& fov) {
+        return [this, fov] {
+            camera = f.Chunk("cASM", 1, [&] {
+                f.Null();
+                fov();
+                for (int i = 0; i < 4; ++i) f.Null();
+            });
+        };
+    }
+    Body Light(const Body& ambient) {
+        return [this, ambient] {
+            light = f.Chunk("LTOM", 1, [&] {
+                f.Null();
+                ambient();
+                f.ConstColor({1, 1, 1, 1});
+                f.ConstColor({1, 1, 1, 1});
+                for (int i = 0; i < 4; ++i) f.ConstFloat(1);
+                f.I32(0);
+                f.I32(0);
+            });
+        };
+    }
+    // Without the power of its highlights, or without a stage.
+    Body BadMaterial() {
+        const Body state = [this] { f.RenderState(); };
+        return Chunk("MTSM", {Color(), Color(), Color(), Color(), Null(), state, Byte(1), Word(0)});
+    }
+    Body StagelessMaterial() {
+        return [this] {
+            f.Material(
+                {}, 1, [this] { f.RenderState(); }, List({Null()}));
+        };
     }
 
-    void QuadMesh() {
-        f.Mesh([this] { f.Geometry(om2::Quad(0, 0, 1, 1)); }, [this] { f.Null(); }, [this] { f.Null(); });
-    }
-    int Light() {
-        return f.Light([this] { f.Null(); }, {0, 0, 0, 0}, {1, 1, 1, 1}, {0, 0, 0, 0}, 100, {1, 0, 0});
-    }
     std::vector<u8> Bytes() {
         f.Scene(parts, version);
         return f.bytes;
     }
+
+  private:
+    int camera = -1;
+    int light = -1;
+    std::vector<int> open;
 };
 
 struct Outcome {
@@ -99,75 +205,12 @@ struct RefusedCase {
     Change change;
 };
 
-void Material(Whole& w, const om2::Body& body) {
-    w.parts.materials = [&w, body] { w.f.List(1, body); };
-}
-
-// Without the power of its highlights.
-void BadMaterial(Whole& w) {
-    w.f.Chunk("MTSM", 1, [&w] {
-        for (int i = 0; i < 4; ++i) w.f.ConstColor({1, 1, 1, 1});
-        w.f.Null();
-        w.f.RenderState();
-        w.f.U8(1);
-        w.f.I32(0);
-    });
-}
-
-void Before(Whole& w, const om2::Body& body) {
-    w.parts.before = [&w, body] { w.f.List(1, body); };
-}
-
-void Fov(Whole& w, const om2::Body& fov) {
-    w.parts.cameras = [&w, fov] {
-        w.f.List(1, [&w, fov] {
-            w.camera = w.f.Chunk("cASM", 1, [&] {
-                w.f.Null();
-                fov();
-                for (int i = 0; i < 4; ++i) w.f.Null();
-            });
-        });
-    };
-}
-
-// `ambient` gets the id that the chunk it writes will have.
-void LightColor(Whole& w, const std::function<void(int)>& ambient) {
-    w.parts.lights = [&w, ambient] {
-        w.f.List(1, [&w, ambient] {
-            w.light = w.f.Chunk("LTOM", 1, [&] {
-                ambient(w.f.Placement({0, 0, 0}) + 1);
-                w.f.ConstColor({1, 1, 1, 1});
-                w.f.ConstColor({1, 1, 1, 1});
-                for (int i = 0; i < 4; ++i) w.f.ConstFloat(1);
-                w.f.I32(0);
-                w.f.I32(0);
-            });
-        });
-    };
-}
-
-// A chain of nodes, each a child of the one before.
-void Chain(Whole& w, u32 levels) {
-    w.parts.tree = [&w, levels] {
-        for (u32 i = 0; i < levels; ++i) {
-            w.f.PlainNode();
-            w.f.I32(i + 1 < levels ? 1 : 0);
-        }
-    };
-}
-
 const std::vector<RefusedCase>& RefusedCases() {
     static const std::vector<RefusedCase> cases = {
         {"NewerVersion", "no root", [](Whole& w) { w.version = 3; }},
-        {"NoRoot", "no root", [](Whole& w) { w.parts.tree = [&w] { w.f.Null(); }; }},
+        {"NoRoot", "no root", [](Whole& w) { w.parts.tree = w.Null(); }},
         {"MissingChild", "node of the tree is missing",
-         [](Whole& w) {
-             w.parts.tree = [&w] {
-                 w.f.PlainNode();
-                 w.f.I32(1);
-                 w.f.Null();
-             };
-         }},
+         [](Whole& w) { w.parts.tree = w.Tree(w.Node(), {w.Null()}); }},
         {"NodeIsItsOwnChild", "twice in the tree",
          [](Whole& w) {
              w.parts.tree = [&w] {
@@ -188,138 +231,58 @@ const std::vector<RefusedCase>& RefusedCases() {
                  w.f.I32(0);
              };
          }},
-        {"TreeTooDeep", "too deep", [](Whole& w) { Chain(w, HierarchyNode::kMaxTreeDepth + 2); }},
+        {"TreeTooDeep", "too deep",
+         [](Whole& w) { w.parts.tree = w.Chain(HierarchyNode::kMaxTreeDepth + 2); }},
         {"ChildCountBeyondTheFile", "child nodes",
          [](Whole& w) {
-             w.parts.tree = [&w] {
-                 w.f.PlainNode();
-                 w.f.I32(0x7fffffff);
-             };
+             w.parts.tree = w.Chunk("HINO", {w.Word(0), w.Null(), w.Word(0x7fffffff)});
          }},
-        {"CountBeyondTheFile", "materials", [](Whole& w) { w.parts.materials = [&w] { w.f.I32(1 << 28); }; }},
-        {"NegativeCount", "meshes", [](Whole& w) { w.parts.meshes = [&w] { w.f.I32(-1); }; }},
+        {"CountBeyondTheFile", "materials", [](Whole& w) { w.parts.materials = w.Word(1 << 28); }},
+        {"NegativeCount", "meshes", [](Whole& w) { w.parts.meshes = w.Word(-1); }},
         {"NodesAimAtEachOther", "the tree",
          [](Whole& w) {
-             w.parts.tree = [&w] {
-                 const auto place = [&w] {
-                     w.f.Chunk("CPRS", 1, [&w] {
-                         w.f.ConstVec3({0, 0, 0});
-                         w.f.ConstQuat({0, 0, 0, 1});
-                         w.f.ConstVec3({1, 1, 1});
-                     });
-                 };
-                 const int first = w.f.PlainNode() + 1;
-                 w.f.I32(1);
-                 w.f.Chunk("HINO", 1, [&] {
-                     w.f.I32(1);
-                     w.f.Chunk("HINO", 1, [&] {
-                         w.f.I32(1);
-                         w.f.Ref(first);
-                         w.f.Null();
-                         place();
-                     });
-                     w.f.Null();
-                     place();
-                 });
-                 w.f.I32(0);
-             };
+             const om2::Body place = w.Placement([&w] { w.f.ConstVec3({0, 0, 0}); });
+             const om2::Body second = w.Chunk("HINO", {w.Word(1), w.Around(1), w.Null(), place});
+             w.parts.tree = w.Tree(w.Chunk("HINO", {w.Word(1), second, w.Null(), place}));
          }},
         {"PlacementWithoutPosition", "the tree",
          [](Whole& w) {
-             w.parts.tree = [&w] {
-                 w.f.Chunk("HINO", 1, [&w] {
-                     w.f.I32(0);
-                     w.f.Chunk("CPRS", 1, [&w] {
-                         w.f.Null();
-                         w.f.ConstQuat({0, 0, 0, 1});
-                         w.f.ConstVec3({1, 1, 1});
-                     });
-                 });
-                 w.f.I32(0);
-             };
+             w.parts.tree = w.Tree(w.Chunk("HINO", {w.Word(0), w.Placement(w.Null())}));
          }},
-        {"NoKeys", "camera 0", [](Whole& w) { Fov(w, [&w] { w.f.LinearFloat({}); }); }},
-        {"LightWithoutController", "light 0", [](Whole& w) { LightColor(w, [&w](int) { w.f.Null(); }); }},
+        {"NoKeys", "camera 0",
+         [](Whole& w) { w.parts.cameras = w.List({w.Camera([&w] { w.f.LinearFloat({}); })}); }},
+        {"LightWithoutController", "light 0", [](Whole& w) { w.parts.lights = w.List({w.Light(w.Null())}); }},
         {"LightWithControllerOfAnotherType", "light 0",
-         [](Whole& w) { LightColor(w, [&w](int) { w.f.ConstFloat(1); }); }},
+         [](Whole& w) { w.parts.lights = w.List({w.Light(w.Number())}); }},
         {"ProductWithoutOperand", "light 0",
          [](Whole& w) {
-             LightColor(w, [&w](int) {
-                 w.f.Chunk("CoCF", 1, [&w] {
-                     w.f.I32(5);
-                     w.f.ConstColor({1, 1, 1, 1});
-                     w.f.Null();
-                 });
-             });
+             w.parts.lights = w.List({w.Light(w.Chunk("CoCF", {w.Word(5), w.Color(), w.Null()}))});
          }},
         {"ProductOfItself", "light 0",
          [](Whole& w) {
-             LightColor(w, [&w](int self) {
-                 w.f.Chunk("CoCF", 1, [&w, self] {
-                     w.f.I32(5);
-                     w.f.Ref(self);
-                     w.f.ConstFloat(1);
-                 });
-             });
+             w.parts.lights = w.List({w.Light(w.Chunk("CoCF", {w.Word(5), w.Around(0), w.Number()}))});
          }},
-        {"EmptyMeshSlot", "mesh 0",
-         [](Whole& w) { w.parts.meshes = [&w] { w.f.List(1, [&w] { w.f.Null(); }); }; }},
-        {"MeshListedTwice", "mesh 1",
-         [](Whole& w) {
-             w.parts.meshes = [&w] {
-                 w.f.I32(2);
-                 const int mesh = w.f.Mesh([&w] { w.f.Geometry(om2::Quad(0, 0, 1, 1)); },
-                                           [&w] { w.f.Null(); }, [&w] { w.f.Null(); });
-                 w.f.Ref(mesh);
-             };
-         }},
+        {"EmptyMeshSlot", "mesh 0", [](Whole& w) { w.parts.meshes = w.List({w.Null()}); }},
+        {"MaterialListedTwice", "material 1",
+         [](Whole& w) { w.parts.materials = w.Twice([&w] { return w.f.Material({}); }); }},
         {"IndexBeyondTheVertices", "mesh 0",
          [](Whole& w) {
-             w.parts.meshes = [&w] {
-                 w.f.List(1, [&w] {
-                     File::Shape shape = om2::Quad(0, 0, 1, 1);
-                     shape.triangles[1][2] = 4;
-                     w.f.Mesh([&w, shape] { w.f.Geometry(shape); }, [&w] { w.f.Null(); },
-                              [&w] { w.f.Null(); });
-                 });
-             };
+             File::Shape shape = om2::Quad(0, 0, 1, 1);
+             shape.triangles[1][2] = 4;
+             w.parts.meshes = w.List({w.Mesh(shape)});
          }},
         {"CompositeInItself", "mesh 0",
          [](Whole& w) {
-             w.parts.meshes = [&w] {
-                 w.f.List(1, [&w] {
-                     w.f.Mesh(
-                         [&w] {
-                             w.f.Chunk("GOCP", 1, [&w] {
-                                 w.f.I32(2);
-                                 const int part = w.f.Geometry(om2::Quad(0, 0, 1, 1));
-                                 w.f.Ref(part - 1);
-                             });
-                         },
-                         [&w] { w.f.Null(); }, [&w] { w.f.Null(); }, false, {0, 0});
-                 });
-             };
+             w.parts.meshes = w.List({w.Mesh(w.Chunk("GOCP", {w.List({w.Around(0)})}), w.Null())});
          }},
-        {"MaterialWithoutPower", "material 0", [](Whole& w) { Material(w, [&w] { BadMaterial(w); }); }},
+        {"MaterialWithoutPower", "material 0",
+         [](Whole& w) { w.parts.materials = w.List({w.BadMaterial()}); }},
         {"MaterialWithoutStage", "material 0",
-         [](Whole& w) {
-             Material(w, [&w] {
-                 w.f.Material(
-                     {}, 1, [&w] { w.f.RenderState(); },
-                     [&w] {
-                         w.f.I32(1);
-                         w.f.Null();
-                     });
-             });
-         }},
+         [](Whole& w) { w.parts.materials = w.List({w.StagelessMaterial()}); }},
         {"UnlistedMaterialOfAMesh", "mesh 0, its material",
          [](Whole& w) {
-             w.parts.meshes = [&w] {
-                 w.f.List(1, [&w] {
-                     w.f.Mesh([&w] { w.f.Geometry(om2::Quad(0, 0, 1, 1)); }, [&w] { BadMaterial(w); },
-                              [&w] { w.f.Null(); });
-                 });
-             };
+             w.parts.meshes =
+                 w.List({w.Mesh([&w] { w.f.Geometry(om2::Quad(0, 0, 1, 1)); }, w.BadMaterial())});
          }},
         {"NoCamera", "no camera",
          [](Whole& w) {
@@ -328,44 +291,20 @@ const std::vector<RefusedCase>& RefusedCases() {
          }},
         {"FogWithoutIntensity", "atmospheric before the meshes 0",
          [](Whole& w) {
-             Before(w, [&w] {
-                 w.f.Chunk("ATFG", 1, [&w] {
-                     w.f.U8(0);
-                     w.f.ConstColor({1, 1, 1, 1});
-                     w.f.ConstFloat(0);
-                     w.f.Null();
-                 });
-             });
+             w.parts.before = w.List({w.Chunk("ATFG", {w.Byte(0), w.Color(), w.Number(), w.Null()})});
          }},
         {"AtmosphericListedTwice", "twice",
-         [](Whole& w) {
-             w.parts.after = [&w] {
-                 w.f.List(2, [&w] {
-                     const int twice = w.f.Chunk("ATAM", 1, [&w] { w.f.Null(); });
-                     w.f.Ref(twice);
-                 });
-             };
-         }},
+         [](Whole& w) { w.parts.after = w.Twice([&w] { return w.f.Chunk("ATAM", 1, w.Null()); }); }},
         {"BackgroundWithoutColor", "the background",
          [](Whole& w) {
-             w.parts.background = [&w] {
-                 w.f.Chunk("ATBG", 1, [&w] {
-                     w.f.U8(1);
-                     w.f.Null();
-                 });
-             };
+             w.parts.background = w.Chunk("ATBG", {w.Byte(1), w.Null()});
          }},
         {"BackgroundWithoutBitmap", "the background",
          [](Whole& w) {
-             w.parts.background = [&w] {
-                 w.f.Chunk("ATBG", 1, [&w] {
-                     w.f.U8(2);
-                     w.f.Null();
-                 });
-             };
+             w.parts.background = w.Chunk("ATBG", {w.Byte(2), w.Null()});
          }},
         {"UnknownRenderer", "scene renderer 0",
-         [](Whole& w) { w.parts.renderers = [&w] { w.f.List(1, [&w] { w.f.Chunk("S?RR", 1, [] {}); }); }; }},
+         [](Whole& w) { w.parts.renderers = w.List({w.Chunk("S?RR", {})}); }},
     };
     return cases;
 }
@@ -390,38 +329,23 @@ TEST(SceneFile, WholeSceneAndItsOddCornersAreAccepted) {
     const std::vector<std::pair<const char*, Change>> accepted = {
         {"as it is", [](Whole&) {}},
         {"version 1", [](Whole& w) { w.version = 1; }},
-        {"deepest tree", [](Whole& w) { Chain(w, HierarchyNode::kMaxTreeDepth + 1); }},
+        {"deepest tree", [](Whole& w) { w.parts.tree = w.Chain(HierarchyNode::kMaxTreeDepth + 1); }},
         {"no current camera", [](Whole& w) { w.parts.current_camera = nullptr; }},
         {"fog without a colour",
          [](Whole& w) {
-             Before(w, [&w] {
-                 w.f.Chunk("ATFG", 1, [&w] {
-                     w.f.U8(7);
-                     for (int i = 0; i < 3; ++i) w.f.Null();
-                 });
-             });
+             w.parts.before = w.List({w.Chunk("ATFG", {w.Byte(7), w.Null(), w.Null(), w.Null()})});
          }},
-        {"background without a mode",
-         [](Whole& w) { w.parts.background = [&w] { w.f.Chunk("ATBG", 1, [&w] { w.f.U8(0); }); }; }},
+        {"background without a mode", [](Whole& w) { w.parts.background = w.Chunk("ATBG", {w.Byte(0)}); }},
         {"nothing but a root", [](Whole& w) { w.parts = {}; }},
         {"numbers that are none",
          [](Whole& w) {
              constexpr f32 nan = std::numeric_limits<f32>::quiet_NaN();
              constexpr f32 huge = std::numeric_limits<f32>::max();
-             w.parts.tree = [&w] {
-                 w.f.Node({nan, huge, -huge}, {nan, 0, 0, huge}, {0, huge, nan});
-                 w.f.I32(0);
-             };
-             Fov(w, [&w] { w.f.ConstFloat(nan); });
-             LightColor(w, [&w](int) { w.f.ConstColor({nan, huge, -huge, nan}); });
-             Before(w, [&w] {
-                 w.f.Chunk("ATFG", 1, [&w] {
-                     w.f.U8(1);
-                     w.f.ConstColor({nan, nan, huge, -huge});
-                     w.f.ConstFloat(huge);
-                     w.f.ConstFloat(huge);
-                 });
-             });
+             w.parts.tree = w.Tree([&w] { w.f.Node({nan, huge, -huge}, {nan, 0, 0, huge}, {0, huge, nan}); });
+             w.parts.cameras = w.List({w.Camera(w.Number(nan))});
+             w.parts.lights = w.List({w.Light(w.Color({nan, huge, -huge, nan}))});
+             w.parts.before = w.List({w.Chunk(
+                 "ATFG", {w.Byte(1), w.Color({nan, nan, huge, -huge}), w.Number(huge), w.Number(huge)})});
          }},
     };
     for (const auto& [name, change] : accepted) {
