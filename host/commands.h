@@ -22,7 +22,7 @@ struct Range {
 Range ParseRange(const std::string& text, std::size_t count);
 
 struct Common {
-    std::string module, library;  // paths; empty: beside the program
+    std::string module, effects_file;  // paths; empty: beside the program
 };
 
 struct StillOptions {

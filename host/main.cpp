@@ -12,7 +12,7 @@ int main(int argc, char** argv) {
 
     host::Common common;
     app.add_option("--module", common.module, "the module; else osmDriver.so beside this program");
-    app.add_option("--library", common.library, "the effect library; else libfx.xml beside this program");
+    app.add_option("--library", common.effects_file, "the effect library; else libfx.xml beside this program");
     app.fallthrough();
 
     std::string size;
