@@ -151,10 +151,8 @@ FragmentKey MakeFragmentKey(const DeviceState& state, bool points, u32& coordina
             out.divide_by = DivideBy(stage[D3DTSS_TEXTURETRANSFORMFLAGS]);
             coordinates |= 1u << i;
         } else {
-            // A missing texture reads white, but a stage that only selects it passes the current colour on,
-            // as the published default arguments say: untextured vertices keep their alpha under the default
-            // states.
-            PassOn(out.color_op, out.color_arg1, out.color_arg2);
+            // A missing texture reads white, but an alpha operation that only selects it passes the current
+            // alpha on: untextured vertices keep theirs under the default states.
             PassOn(out.alpha_op, out.alpha_arg1, out.alpha_arg2);
         }
     }

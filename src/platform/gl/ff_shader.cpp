@@ -59,15 +59,15 @@ void AddLighting(std::string& text, const VertexKey& key) {
         if (directional) {
             text += With("        vec3 to_light = u_light[$].xyz;\n", at + 3);
         } else {
-            text +=
-                With("        vec3 to_light = u_light[$].xyz - eye.xyz;\n", at + 3) +
-                "        float far = length(to_light);\n"
-                "        to_light = far > 0.0 ? to_light / far : vec3(0.0);\n" +
-                With("        vec3 attenuation = u_light[$].xyz;\n", at + 5) +
-                With(
-                    "        reach = far > u_light[$].w ? 0.0 : 1.0 / (attenuation.x + attenuation.y * far + "
-                    "attenuation.z * far * far);\n",
-                    at + 3);
+            text += With("        vec3 to_light = u_light[$].xyz - eye.xyz;\n", at + 3) +
+                    "        float far = length(to_light);\n"
+                    "        to_light = far > 0.0 ? to_light / far : vec3(0.0);\n" +
+                    With("        vec3 attenuation = u_light[$].xyz;\n", at + 5) +
+                    // Without attenuation a light is boundless, not undefined.
+                    With(
+                        "        reach = far > u_light[$].w ? 0.0 : 1.0 / max(attenuation.x + "
+                        "attenuation.y * far + attenuation.z * far * far, 1e-20);\n",
+                        at + 3);
         }
         if (spot) {
             text +=

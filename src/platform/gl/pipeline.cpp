@@ -116,7 +116,7 @@ void Pipeline::Impl::BindTextures() {
         if (texture != nullptr) texture->Prepare();
         if ((stale >> unit & 1u) == 0) continue;
         const GLenum target = cube ? GL_TEXTURE_CUBE_MAP : GL_TEXTURE_2D;
-        if (texture == nullptr || texture->Target() != target) {
+        if (texture == nullptr || texture->Target() != target || texture->Name() == 0) {
             gl.BindTexture(unit, target, 0);
             continue;
         }

@@ -1,8 +1,9 @@
 #include "platform/gl/pipeline_programs.h"
 
-#include <cstdio>
+#include <string>
 
 #include "platform/gl/pipeline.h"
+#include "platform/system/system.h"
 
 namespace platform::gl {
 
@@ -27,7 +28,7 @@ GLuint ProgramCache::Compile(GLenum kind, const std::string& text) {
     if (good != 0) return name;
     char log[2048] = "";
     glGetShaderInfoLog(name, sizeof(log), nullptr, log);
-    std::fprintf(stderr, "A shader does not compile: %s\n", log);
+    DebugString(std::string("A shader does not compile: ") + log + "\n");
     glDeleteShader(name);
     return 0;
 }
@@ -103,7 +104,7 @@ void ProgramCache::Link(Program& program, const VertexStage& vertex, const Fragm
     if (good == 0) {
         char log[2048] = "";
         glGetProgramInfoLog(name, sizeof(log), nullptr, log);
-        std::fprintf(stderr, "A program does not link: %s\n", log);
+        DebugString(std::string("A program does not link: ") + log + "\n");
         glDeleteProgram(name);
         return;
     }
