@@ -251,9 +251,9 @@ Raster<Rgba> NormalMap(const Raster<Rgba>& source, const NormalMapOptions& optio
         for (u32 x = 0; x < width; ++x) {
             const u32 l = Beyond(i64{x} - 1, width, options.mirror_u);
             const u32 r = Beyond(i64{x} + 1, width, options.mirror_u);
-            f32 dx = 0;
+            f32 dx = 0, dy = 0;
             for (const f32* row : rows) dx += row[l] - row[r];
-            const f32 dy = rows[0][l] + rows[0][x] + rows[0][r] - rows[2][l] - rows[2][x] - rows[2][r];
+            for (u32 column : {l, x, r}) dy += rows[0][column] - rows[2][column];
             const f32 nx = dx * slope, ny = dy * slope;
             const f32 scale = 0.5f / std::sqrt(nx * nx + ny * ny + 1.0f);
             f32 alpha = 1.0f;

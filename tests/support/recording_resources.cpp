@@ -14,6 +14,7 @@ u32 UnitBytes(D3DFORMAT format) {
         case D3DFMT_A8B8G8R8:
         case D3DFMT_X8B8G8R8:
         case D3DFMT_A2B10G10R10:
+        case D3DFMT_A2R10G10B10:
         case D3DFMT_G16R16:
         case D3DFMT_Q8W8V8U8:
         case D3DFMT_D24S8:
