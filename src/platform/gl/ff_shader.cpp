@@ -287,6 +287,25 @@ std::string Operation(u8 op, const std::string& a0, const std::string& a1, const
     }
 }
 
+// The clamp to 0..1 after an operation, left out where arguments of that range cannot leave it.
+std::string Clamped(u8 op, const std::string& value) {
+    switch (op) {
+        case D3DTOP_SELECTARG1:
+        case D3DTOP_SELECTARG2:
+        case D3DTOP_PREMODULATE:
+        case D3DTOP_MODULATE:
+        case D3DTOP_ADDSMOOTH:
+        case D3DTOP_BLENDDIFFUSEALPHA:
+        case D3DTOP_BLENDTEXTUREALPHA:
+        case D3DTOP_BLENDFACTORALPHA:
+        case D3DTOP_BLENDCURRENTALPHA:
+        case D3DTOP_LERP:
+            return value;
+        default:
+            return "clamp(" + value + ", 0.0, 1.0)";
+    }
+}
+
 bool Bumps(u8 op) { return op == D3DTOP_BUMPENVMAP || op == D3DTOP_BUMPENVMAPLUMINANCE; }
 
 void AddSample(std::string& text, const FragmentKey& key, u32 stage) {
@@ -330,16 +349,16 @@ void AddStage(std::string& text, const FragmentKey& key, u32 stage) {
     const std::string color =
         Operation(it.color_op, Argument(it.color_arg0, stage), Argument(it.color_arg1, stage),
                   Argument(it.color_arg2, stage), stage);
-    text += "    result = clamp(" + color + ", 0.0, 1.0);\n";
+    text += "    result = " + Clamped(it.color_op, color) + ";\n";
     // A dot product goes to all four channels.
     if (it.color_op != D3DTOP_DOTPRODUCT3) {
         if (it.alpha_op == D3DTOP_DISABLE) {
             text += "    result.a = " + result + ".a;\n";
         } else {
-            text += "    result.a = clamp((" +
-                    Operation(it.alpha_op, Argument(it.alpha_arg0, stage), Argument(it.alpha_arg1, stage),
-                              Argument(it.alpha_arg2, stage), stage) +
-                    ").a, 0.0, 1.0);\n";
+            const std::string alpha =
+                Operation(it.alpha_op, Argument(it.alpha_arg0, stage), Argument(it.alpha_arg1, stage),
+                          Argument(it.alpha_arg2, stage), stage);
+            text += "    result.a = " + Clamped(it.alpha_op, "(" + alpha + ").a") + ";\n";
         }
     }
     text += "    " + result + " = result;\n";
