@@ -1,0 +1,118 @@
+// A scene in the making.
+#pragma once
+
+#include <functional>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "controller/constant.h"
+#include "controller/key_framed.h"
+#include "geometry/mesh_simple.h"
+#include "material/material_simple.h"
+#include "material/texture_bitmap_file.h"
+#include "picture.h"
+#include "scene/atmospheric.h"
+#include "scene/camera.h"
+#include "scene/controller_transformation.h"
+#include "scene/hierarchy_node.h"
+#include "scene/light.h"
+#include "scene/scene_hierarchy.h"
+#include "shape.h"
+
+namespace demo {
+
+using osm3d::HierarchyNode;
+using osm3d::kQuatIdentity;
+using osm3d::MaterialSimple;
+using osm3d::Texture;
+
+// Key units in a second.
+inline constexpr float kUnits = 100;
+
+enum class Blend { None, Alpha, Add };
+
+// One texture stage. Numbers are those of the stage's state block.
+struct Layer {
+    Texture* texture = nullptr;
+    u32 color_op = 3, color_arg1 = 2, color_arg2 = 1;
+    u32 alpha_op = 3, alpha_arg1 = 2, alpha_arg2 = 1;
+    u32 address = 0;
+    float tiling_u = 1, tiling_v = 1;
+    float speed_u = 0, speed_v = 0;  // images a second
+    bool reflection = false;         // coordinates are the direction in which the camera is mirrored
+};
+
+struct Look {
+    color diffuse{1, 1, 1, 1}, ambient{1, 1, 1, 1}, specular{0, 0, 0, 1}, emissive{0, 0, 0, 1};
+    float power = 0;  // above 0: with highlights
+    bool lit = true;
+    bool two_sided = false;
+    Blend blend = Blend::None;
+    bool behind_all = false;  // for what is far away: neither tests nor writes depth, drawn among the opaque
+    std::vector<Layer> layers;
+};
+
+// Values at even times between two moments, in seconds.
+template <class T>
+osm3d::ControllerBase<T>* Sampled(float from, float to, float step, const std::function<T(float)>& at) {
+    auto* track = new osm3d::controller::Linear<T>();
+    const int count = static_cast<int>((to - from) / step + 0.5f);
+    for (int i = 0; i <= count; ++i) {
+        const float time = from + (to - from) * F(i) / F(count);
+        track->keys.emplace_back(time * kUnits, at(time));
+    }
+    return track;
+}
+
+template <class T>
+osm3d::ControllerBase<T>* Still(const T& value) {
+    return new osm3d::controller::Const<T>(value);
+}
+
+class Stage {
+  public:
+    Stage();
+
+    // Textures and materials stand in the scene's lists in the order of these calls, and materials are drawn
+    // in that order.
+    Texture* Picture(const Picture32& picture);
+    MaterialSimple* Material(const Look& look);
+
+    HierarchyNode* Node(HierarchyNode* parent, const vect3& position, const quat& rotation = kQuatIdentity,
+                        const vect3& scale = {1, 1, 1});
+    // Takes the controllers over; a null one stands still at nothing special.
+    HierarchyNode* Moving(HierarchyNode* parent, osm3d::ControllerBase<vect3>* position,
+                          osm3d::ControllerBase<quat>* rotation = nullptr,
+                          osm3d::ControllerBase<vect3>* scale = nullptr);
+    // A rotation about `axis` that goes on for `seconds`, `turns` a second.
+    osm3d::ControllerBase<quat>* Turning(const vect3& axis, float turns, float seconds, float first = 0);
+    HierarchyNode* Root() const { return scene_->root; }
+
+    // Shapes of more vertices than an index can tell are cut.
+    void Mesh(const Shape& shape, MaterialSimple* material, HierarchyNode* node);
+
+    // Range in world units; `fall` is the distance at which half the light is left, 0 for none.
+    void Light(HierarchyNode* node, osm3d::ControllerBase<color>* diffuse, const color& specular, float range,
+               float fall);
+    void Camera(HierarchyNode* node, osm3d::ControllerBase<float>* fov, float near_clip, float far_clip,
+                float fog_far);
+    void Ambient(const color& c);
+    // From `start` on, full at the camera's fog distance.
+    void Fog(const color& c, float start, float fog_near, float fog_far);
+    void BackgroundColor(const color& c);
+    void BackgroundPicture(Texture* picture);
+
+    // Writes the scene as an .om2 file. Throws cli::Error when it is not playable or cannot be written.
+    void Save(const std::string& path);
+
+  private:
+    template <class T, class... Arguments>
+    T* Make(Arguments&&... arguments) {
+        return scene_->Own(std::make_unique<T>(std::forward<Arguments>(arguments)...));
+    }
+
+    std::unique_ptr<osm3d::SceneHierarchy> scene_ = std::make_unique<osm3d::SceneHierarchy>();
+};
+
+}  // namespace demo
