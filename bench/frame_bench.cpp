@@ -2,12 +2,10 @@
 #include <fmt/format.h>
 #include <unistd.h>
 
-#include <atomic>
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
 #include <memory>
-#include <new>
 
 #include "bench.h"
 #include "driver/driver.h"
@@ -16,21 +14,6 @@
 #include "support/engine_device.h"
 #include "support/om2_scene.h"
 #include "support/recording_device.h"
-
-namespace {
-
-std::atomic<long long> allocations{0};
-
-}  // namespace
-
-// Every allocation of the process is counted.
-void* operator new(std::size_t size) {
-    allocations.fetch_add(1, std::memory_order_relaxed);
-    if (void* memory = std::malloc(size ? size : 1)) return memory;
-    throw std::bad_alloc();
-}
-void operator delete(void* memory) noexcept { std::free(memory); }
-void operator delete(void* memory, std::size_t) noexcept { std::free(memory); }
 
 namespace bench {
 namespace {
@@ -96,14 +79,14 @@ void Frames() {
             Clip clip(path);
             for (int i = 0; i < 3; ++i) clip.Frame();
             const support::Totals before = system.Recorded().totals;
-            const long long counted = allocations;
+            const long long counted = Allocations();
             clip.Frame();
-            ReportCount("2,000 meshes: allocations in a warm frame", allocations - counted, 0);
+            ReportCount("2,000 meshes: allocations in a warm frame", Allocations() - counted, 0);
             const support::Totals& after = system.Recorded().totals;
             ReportCount("2,000 meshes: redundant device states",
                         static_cast<long long>(after.redundant_state_sets - before.redundant_state_sets), 0);
             ReportCount("2,000 meshes: draws", static_cast<long long>(after.draws - before.draws), 2000);
-            fmt::print("{:<44} {} of {} states, and {} redundant sets of other kinds\n",
+            fmt::print("{:<44} {} states for {} draws, and {} repeated calls of other kinds\n",
                        "2,000 meshes: sent to the device", after.state_sets - before.state_sets,
                        after.draws - before.draws, after.redundant_sets - before.redundant_sets);
         }
@@ -115,13 +98,13 @@ void Frames() {
         {
             Clip clip(path);
             for (int i = 0; i < 3; ++i) clip.Frame();
-            const long long counted = allocations;
+            const long long counted = Allocations();
             constexpr int kFrames = 30;
             const double seconds = Seconds([&] {
                 for (int i = 0; i < kFrames; ++i) clip.Frame();
             });
             // The OpenGL driver allocates with malloc, which is not counted here.
-            ReportCount("2,000 meshes on our device: allocations", allocations - counted, 0);
+            ReportCount("2,000 meshes on our device: allocations", Allocations() - counted, 0);
             fmt::print("{:<44} {:.2f} ms\n", "2,000 meshes on our device: a frame", seconds / kFrames * 1e3);
         }
         playback.Stop();

@@ -27,8 +27,9 @@ class File {
     File() { Raw("NONE", 4); }
 
     void Raw(const void* data, std::size_t size) {
-        const auto* p = static_cast<const std::uint8_t*>(data);
-        bytes.insert(bytes.end(), p, p + size);
+        const std::size_t at = bytes.size();
+        bytes.resize(at + size);
+        if (size > 0) std::memcpy(bytes.data() + at, data, size);
     }
     void U8(unsigned v) { bytes.push_back(static_cast<std::uint8_t>(v)); }
     void U16(unsigned v) {
