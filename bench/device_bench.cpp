@@ -78,7 +78,10 @@ class PlainOpenGl {
         glBlendFunc(GL_SRC_ALPHA, GL_ONE_MINUS_SRC_ALPHA);
         glViewport(0, 0, kWidth, kHeight);
     }
-    void MakeCurrent() const { eglMakeCurrent(display_, EGL_NO_SURFACE, EGL_NO_SURFACE, context_); }
+    void MakeCurrent() const {
+        if (!eglMakeCurrent(display_, EGL_NO_SURFACE, EGL_NO_SURFACE, context_))
+            Fail("the reference has no context");
+    }
     void Draw(const Vertex* vertices) {
         constexpr GLsizeiptr size = 4 * sizeof(Vertex);
         GLbitfield access = GL_MAP_WRITE_BIT | GL_MAP_UNSYNCHRONIZED_BIT | GL_MAP_INVALIDATE_RANGE_BIT;
@@ -212,6 +215,19 @@ class OurDevice {
         context_->DrawScratch(D3DPT_TRIANGLESTRIP, 0, 2);
     }
     void End() { context_->EndScene(); }
+    // The colour in the middle of the picture, without alpha.
+    u32 Middle() {
+        ComPtr<IDirect3DSurface9> target;
+        D3DLOCKED_RECT locked{};
+        context_->device->GetRenderTarget(0, target.Put());
+        if (FAILED(context_->device->GetRenderTargetData(target.Get(), copy_.Get())) ||
+            FAILED(copy_->LockRect(&locked, nullptr, D3DLOCK_READONLY)))
+            Fail("the picture cannot be read back");
+        u32 color = 0;
+        std::memcpy(&color, static_cast<u8*>(locked.pBits) + kHeight / 2 * locked.Pitch + kWidth / 2 * 4, 4);
+        copy_->UnlockRect();
+        return color & 0xffffff;
+    }
 
   private:
     std::unique_ptr<platform::Window> window_;
@@ -255,6 +271,14 @@ void Device() {
             glFinish();
         },
         9);
+    // Both have drawn: the middle is no longer what an untouched target holds.
+    plain.MakeCurrent();
+    u32 middle = 0;
+    glReadPixels(kWidth / 2, kHeight / 2, 1, 1, GL_BGRA, GL_UNSIGNED_BYTE, &middle);
+    if ((middle & 0xffffff) == 0) Fail("the reference has drawn nothing");
+    context.Restore();
+    if (ours.Middle() == 0) Fail("our device has drawn nothing");
+
     const double pixels = static_cast<double>(kWidth) * kHeight * kFills / 1e6;
     Report("full-screen textured blended quads", fmt::format("{:.0f} Mpixel/s", pixels / fill.ours),
            fmt::format("{:.0f} Mpixel/s", pixels / fill.reference), fill.reference / fill.ours, false, 0.95);
