@@ -102,6 +102,13 @@ void PrintPixels(IDirect3DDevice9* device, const std::string& data, const char* 
     texture->Release();
 }
 
+// Wine 8.0 takes indices packed several to a byte for whole bytes and reads on past the end: what it makes of
+// these differs from run to run.
+bool HasPackedIndices(const std::string& name) {
+    return (name.rfind("bmp_1", 0) == 0 && name.rfind("bmp_16", 0) != 0) || name.rfind("bmp_4", 0) == 0 ||
+           name == "png_palette_1.png" || name == "png_palette_4.png";
+}
+
 void PrintImage(IDirect3DDevice9* device, const std::string& path) {
     std::ifstream file(path, std::ios::binary);
     const std::string data((std::istreambuf_iterator<char>(file)), std::istreambuf_iterator<char>());
@@ -149,7 +156,8 @@ void PrintImage(IDirect3DDevice9* device, const std::string& path) {
     std::printf("texture %s %u %u %u %u\n", name, desc.Width, desc.Height, static_cast<unsigned>(levels),
                 static_cast<unsigned>(desc.Format));
     // Pictures above this size are there for their sizes alone.
-    if (info.Width <= 32 && info.Height <= 32) PrintPixels(device, data, name, cube);
+    if (info.Width <= 32 && info.Height <= 32 && !HasPackedIndices(name))
+        PrintPixels(device, data, name, cube);
 }
 
 }  // namespace
