@@ -10,7 +10,7 @@ namespace bench {
 double Seconds(const std::function<void()>& work);
 
 struct Pair {
-    double ours = 0, reference = 0;  // seconds, the median of the rounds
+    double ours = 0, reference = 0;  // seconds, the shortest of the rounds
 };
 
 // Calls both in turns, `rounds` times after one round to warm up.

@@ -270,7 +270,7 @@ void Device() {
             for (int i = 0; i < kFills; ++i) plain.Draw(full);
             glFinish();
         },
-        9);
+        15);
     // Both have drawn: the middle is no longer what an untouched target holds.
     plain.MakeCurrent();
     u32 middle = 0;
@@ -301,7 +301,7 @@ void Device() {
             for (int i = 0; i < kDraws; ++i) plain.Draw(&small[static_cast<std::size_t>(4 * (i & 63))]);
             glFinish();
         },
-        9);
+        15);
     Report("small draws through the scratch ring", fmt::format("{:.2f} M/s", kDraws / draws.ours / 1e6),
            fmt::format("{:.2f} M/s", kDraws / draws.reference / 1e6), draws.reference / draws.ours, false,
            0.6);
