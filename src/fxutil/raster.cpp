@@ -122,9 +122,12 @@ Raster<Texel> Halve(const Raster<Texel>& source, u32 width, u32 height) {
         const Texel* upper = source.Row(y << step_y);
         const Texel* lower = source.Row((y << step_y) + step_y);
         Texel* out = result.Row(y);
-        for (u32 x = 0; x < width; ++x) {
-            const u32 left = x << step_x, right = left + step_x;
-            out[x] = Mean(upper[left], upper[right], lower[left], lower[right]);
+        if (step_x) {
+            for (u32 x = 0; x < width; ++x, upper += 2, lower += 2) {
+                out[x] = Mean(upper[0], upper[1], lower[0], lower[1]);
+            }
+        } else {
+            out[0] = Mean(upper[0], upper[0], lower[0], lower[0]);
         }
     }
     return result;
