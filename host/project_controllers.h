@@ -12,7 +12,7 @@
 namespace host {
 
 // A <clip> element and its <controler> children, as the module reads them.
-class ProjectNode : public osm3d::HostNode {
+class ProjectNode final : public osm3d::HostNode {
   public:
     explicit ProjectNode(const pugi::xml_node& node);
 
