@@ -49,7 +49,7 @@ class Controller : public HostController {
     int* alive = nullptr;
 };
 
-class Node : public HostNode {
+class Node final : public HostNode {
   public:
     Node(std::string name_, std::map<std::string, std::string> attributes_ = {})
         : name(std::move(name_)), attributes(std::move(attributes_)) {}
