@@ -4,7 +4,6 @@
 #include "geometry/geometry_composite.h"
 #include "geometry/geometry_simple.h"
 #include "support/round_trip.h"
-#include "support/stored_classes.h"
 
 using namespace osm3d;
 using test_support::Load;

@@ -11,7 +11,6 @@
 #include "scene/value_operations.h"
 #include "support/engine_device.h"
 #include "support/round_trip.h"
-#include "support/stored_classes.h"
 #include "trace/tracer.h"
 
 using namespace osm3d;

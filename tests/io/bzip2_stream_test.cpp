@@ -27,11 +27,24 @@ u32 WordAt(const std::vector<u8>& bytes, std::size_t position) {
     return word;
 }
 
-std::vector<u8> Rest(osmio::InStream& in) {
-    std::vector<u8> bytes(in.Remaining());
-    in.ReadBytes(bytes.data(), static_cast<u32>(bytes.size()));
-    return bytes;
-}
+/// What stands behind a magic, unpacked.
+struct Unpacked {
+    explicit Unpacked(const std::vector<u8>& packed)
+        : bytes(packed), source(bytes), in(Behind(source), false) {}
+    std::vector<u8> Rest() {
+        std::vector<u8> rest(in.Remaining());
+        in.ReadBytes(rest.data(), static_cast<u32>(rest.size()));
+        return rest;
+    }
+    static osmio::InStream* Behind(osmio::InStreamMemory& source) {
+        source.Seek(4);
+        return &source;
+    }
+
+    std::vector<u8> bytes;
+    osmio::InStreamMemory source;
+    osmio::InStreamBzip2 in;
+};
 
 TEST(Bzip2Streams, WriteMagicSizesAndDataThatBzip2Reads) {
     std::vector<u8> data(5000);
@@ -49,102 +62,61 @@ TEST(Bzip2Streams, WriteMagicSizesAndDataThatBzip2Reads) {
                                          static_cast<unsigned>(packed.size() - 12), 0, 0),
               BZ_OK);
     EXPECT_EQ(unpacked, data);
+    Unpacked again(packed);
+    EXPECT_FALSE(again.in.IsDamaged());
+    EXPECT_EQ(again.Rest(), data);
 
-    osmio::InStreamMemory source(packed);
-    source.Seek(4);
-    osmio::InStreamBzip2 in(&source, false);
-    EXPECT_FALSE(in.IsDamaged());
-    EXPECT_EQ(in.GetSize(), 5000);
-    EXPECT_EQ(Rest(in), data);
-}
-
-TEST(Bzip2Streams, NothingIsStillABlock) {
-    const std::vector<u8> packed = Packed({});
-    ASSERT_GT(packed.size(), 12u);
-    EXPECT_EQ(WordAt(packed, 4), 0u);
-    osmio::InStreamMemory source(packed);
-    source.Seek(4);
-    osmio::InStreamBzip2 in(&source, false);
-    EXPECT_FALSE(in.IsOpen());
-    EXPECT_EQ(in.Remaining(), 0u);
+    Unpacked nothing(Packed({}));
+    EXPECT_GT(nothing.bytes.size(), 12u);
+    EXPECT_FALSE(nothing.in.IsOpen());
 }
 
 TEST(Bzip2Streams, LeaveChunksOutAndForwardTheRest) {
     osmio::OutStreamMemory target;
     {
         osmio::OutStreamBzip2 out(&target, false);
-        EXPECT_TRUE(out.IsOpen());
         out.BeginChunk(osmio::FourCC("ABCD"), 1);
         EXPECT_EQ(out.Tell(), 0u);
         out.WriteU32(1);
         out.WriteString("xy");
         out.PatchU32(0, 2);
     }
-    const std::vector<u8> packed = target.GetData();
-    osmio::InStreamMemory source(packed);
-    source.Seek(4);
-    osmio::InStreamBzip2 in(&source, false);
-    EXPECT_EQ(Rest(in), Bytes().U32(2).Text("xy").bytes);
+    EXPECT_EQ(Unpacked(target.GetData()).Rest(), Bytes().U32(2).Text("xy").bytes);
 }
 
-TEST(Bzip2Streams, DamagedDataIsFilledUpWithZeros) {
+TEST(Bzip2Streams, DamagedDataIsFilledUpWithZerosOrCut) {
     const std::vector<u8> data(1000, 7);
-    std::vector<u8> packed = Packed(data);
-    packed[20] = static_cast<u8>(~packed[20]);
-    osmio::InStreamMemory source(packed);
-    source.Seek(4);
-    osmio::InStreamBzip2 in(&source, false);
-    EXPECT_TRUE(in.IsDamaged());
-    EXPECT_EQ(in.GetSize(), 1000);
-
-    packed = Packed(data);
-    packed[4] = 0xF0;  // 1008 bytes
-    osmio::InStreamMemory longer(packed);
-    longer.Seek(4);
-    osmio::InStreamBzip2 filled(&longer, false);
-    EXPECT_TRUE(filled.IsDamaged());
-    std::vector<u8> expected = data;
-    expected.resize(1008);
-    EXPECT_EQ(Rest(filled), expected);
-
-    packed = Packed(data);
-    packed[4] = 0xE0;  // 992 bytes: fewer than there are
-    osmio::InStreamMemory shorter(packed);
-    shorter.Seek(4);
-    osmio::InStreamBzip2 cut(&shorter, false);
-    EXPECT_TRUE(cut.IsDamaged());
-    EXPECT_EQ(Rest(cut), std::vector<u8>(992, 7));
+    for (const auto& [at, value, size] : {std::tuple{20, 0x00, 1000u}, {4, 0xF0, 1008u}, {4, 0xE0, 992u}}) {
+        std::vector<u8> packed = Packed(data);
+        packed[static_cast<std::size_t>(at)] = static_cast<u8>(value);
+        Unpacked damaged(packed);
+        EXPECT_TRUE(damaged.in.IsDamaged());
+        ASSERT_EQ(damaged.in.GetSize(), static_cast<i32>(size));
+        if (at == 20) continue;
+        std::vector<u8> expected(data);
+        expected.resize(size);
+        EXPECT_EQ(damaged.Rest(), expected);
+    }
 }
 
-TEST(Bzip2Streams, ClaimsWithoutBytesBehindThemCostLittleMemory) {
+TEST(Bzip2Streams, ClaimsAndBombsCostLittleMemory) {
     for (const u32 claim : {0x7fffffffu, 0xffffffffu}) {
         std::vector<u8> packed = Packed({1, 2, 3});
         std::memcpy(packed.data() + 4, &claim, 4);
         std::memcpy(packed.data() + 8, &claim, 4);
-        osmio::InStreamMemory source(packed);
-        source.Seek(4);
-        osmio::InStreamBzip2 in(&source, false);
-        EXPECT_TRUE(in.IsDamaged());
-        EXPECT_LE(in.GetSize(), 2 << 20);
+        Unpacked claimed(packed);
+        EXPECT_TRUE(claimed.in.IsDamaged());
+        EXPECT_LE(claimed.in.GetSize(), 2 << 20);
     }
-}
-
-TEST(Bzip2Streams, ABombEndsAtItsBound) {
     // Zeros pack to one part in a hundred thousand.
     constexpr u32 kSize = 64u << 20;
-    std::vector<u8> packed;
-    {
-        const std::vector<u8> zeros(kSize);
-        packed = Packed(zeros);
-    }
+    const std::vector<u8> packed = Packed(std::vector<u8>(kSize));
     const u64 bound =
         (packed.size() - 12) * osmio::InStreamBzip2::kMaxRatio + osmio::InStreamBzip2::kFreeBytes;
     ASSERT_LT(bound, kSize / 2);
-    osmio::InStreamMemory source(packed);
-    source.Seek(4);
-    osmio::InStreamBzip2 in(&source, false);
-    EXPECT_TRUE(in.IsDamaged());
-    EXPECT_LE(static_cast<u64>(in.GetSize()), 2 * bound + osmio::InStreamBzip2::kFreeBytes);
+    Unpacked bomb(packed);
+    EXPECT_TRUE(bomb.in.IsDamaged());
+    EXPECT_LE(static_cast<u64>(bomb.in.GetSize()), 2 * bound + osmio::InStreamBzip2::kFreeBytes);
 }
 
 }  // namespace

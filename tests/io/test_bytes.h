@@ -1,18 +1,13 @@
-// Bytes put together by hand, and files for the length of a test.
+// Bytes put together by hand.
 #pragma once
 
-#include <cstdio>
 #include <cstring>
-#include <filesystem>
-#include <fstream>
-#include <iterator>
-#include <memory>
 #include <string>
 #include <vector>
 
 #include "io/chunked_stream.h"
 #include "io/memory_stream.h"
-#include "platform/system/system.h"
+#include "support/round_trip.h"
 #include "trace/test_messages.h"
 
 namespace testing_bytes {
@@ -68,34 +63,6 @@ class Source {
 
   public:
     osmio::InStreamChunked stream;
-};
-
-/// A file name that nobody else uses; the file is gone at the end.
-class TempFile {
-  public:
-    TempFile() {
-        static int count = 0;
-        const auto unique = reinterpret_cast<std::uintptr_t>(this) ^ platform::CycleCount();
-        name = (std::filesystem::temp_directory_path() /
-                ("osm_" + std::to_string(unique) + "_" + std::to_string(count++)))
-                   .string();
-    }
-    ~TempFile() { std::remove(name.c_str()); }
-    TempFile(const TempFile&) = delete;
-    TempFile& operator=(const TempFile&) = delete;
-
-    const std::string& Path() const { return name; }
-    void Put(const std::vector<u8>& bytes) const {
-        std::ofstream file(name, std::ios::binary);
-        file.write(reinterpret_cast<const char*>(bytes.data()), static_cast<std::streamsize>(bytes.size()));
-    }
-    std::vector<u8> Get() const {
-        std::ifstream file(name, std::ios::binary);
-        return {std::istreambuf_iterator<char>(file), {}};
-    }
-
-  private:
-    std::string name;
 };
 
 using testing_messages::Messages;

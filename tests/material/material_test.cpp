@@ -9,7 +9,6 @@
 #include "material/material_simple.h"
 #include "support/engine_device.h"
 #include "support/round_trip.h"
-#include "support/stored_classes.h"
 
 using namespace osm3d;
 using test_support::Load;

@@ -7,7 +7,6 @@
 #include "platform/system/system.h"
 #include "support/engine_device.h"
 #include "support/round_trip.h"
-#include "support/stored_classes.h"
 #include "trace/tracer.h"
 
 using namespace osm3d;

@@ -12,7 +12,6 @@
 #include "scene/value_operations.h"
 #include "support/engine_device.h"
 #include "support/round_trip.h"
-#include "support/stored_classes.h"
 
 using namespace osm3d;
 using test_support::Load;

@@ -2,10 +2,10 @@
 
 #include "controller/constant.h"
 #include "controller/key_framed.h"
-#include "io/registry.h"
-#include "io/test_bytes.h"
 #include "scene/controller_transformation.h"
 #include "scene/transformation_prs.h"
+#include "scene/value_operations.h"
+#include "support/round_trip.h"
 
 namespace {
 
@@ -13,17 +13,10 @@ using namespace osm3d;
 using controller::Const;
 using controller::Linear;
 using controller::LinearKey;
-using osmio::FourCC;
-using testing_bytes::Bytes;
-using testing_bytes::Source;
-using testing_bytes::Stored;
-
-const osmio::ChunkRegistrer<Const<vect3>> kConstVector(FourCC("CCV3"));
-const osmio::ChunkRegistrer<Const<quat>> kConstQuat(FourCC("CCQU"));
-const osmio::ChunkRegistrer<Linear<matrix>> kLinearMatrix(FourCC("CLMT"));
-const osmio::ChunkRegistrer<TransformationPRS> kPRS(FourCC("TRPR"));
-const osmio::ChunkRegistrer<ControllerTransformation> kPlacement(FourCC("CPRS"));
-const osmio::ChunkRegistrer<ControllerTransformationMatrix> kMatrixPlacement(FourCC("CMTX"));
+using om2::File;
+using test_support::Load;
+using test_support::Save;
+using test_support::TempFile;
 
 /// A controller that counts its updates and its end.
 class Counting : public Const<vect3> {
@@ -55,13 +48,18 @@ TEST(Animatable, RunsWhatItsSlotsHold) {
         thing.Update(0);
         EXPECT_EQ(second->updates, 1);
 
-        Source in(Bytes().Chunk("CCV3", 1, 0, 12).F32s({1, 2, 3}).U32(0));
-        thing.ReadController(&in.stream, thing.slot);
+        File f;
+        f.ConstVec3({1, 2, 3});
+        f.Null();
+        const TempFile temp;
+        temp.Fill(f.bytes);
+        const std::unique_ptr<osmio::InStreamChunked> in(osmio::OpenChunkedInput(temp.path));
+        thing.ReadController(in.get(), thing.slot);
         EXPECT_EQ(Counting::ended, 2);
         ASSERT_TRUE(thing.slot);
         EXPECT_FALSE(thing.slot.Owns()) << "what a file made is the file's";
         EXPECT_EQ(thing.Controllers().size(), 1u);
-        thing.ReadController(&in.stream, thing.slot);
+        thing.ReadController(in.get(), thing.slot);
         EXPECT_FALSE(thing.slot);
         EXPECT_TRUE(thing.Controllers().empty());
     }
@@ -81,24 +79,19 @@ TEST(Animatable, RemovesAllEntriesButTheSecondOfTwoNeighbours) {
     EXPECT_EQ(thing.Controllers(), std::vector<Controller*>{&b});
 }
 
-TEST(TransformationPRS, ReadsWritesAndComposesOnce) {
-    const std::vector<u8> bytes =
-        Bytes().Chunk("TRPR", 1, 0, 40).F32s({1, 2, 3}).F32s({0, 0, 0, 1}).F32s({2, 3, 4});
-    Source in(bytes);
-    auto* placement = dynamic_cast<TransformationPRS*>(in->ReadObject());
-    ASSERT_NE(placement, nullptr);
-    EXPECT_EQ(Stored(placement), bytes);
-    EXPECT_EQ(placement->GetPosition(), (vect3{1, 2, 3}));
-    EXPECT_EQ(placement->GetScale(), (vect3{2, 3, 4}));
-    const matrix& world = placement->GetWorldMatrix();
-    EXPECT_EQ(world, (matrix{{{2, 0, 0, 0}, {0, 3, 0, 0}, {0, 0, 4, 0}, {1, 2, 3, 1}}}));
-    EXPECT_EQ(&world, &placement->GetWorldMatrix());
-
-    Source newer(Bytes().Chunk("TRPR", 2, 0, 40).F32s({1, 2, 3}).F32s({0, 0, 0, 1}).F32s({2, 3, 4}));
-    placement = dynamic_cast<TransformationPRS*>(newer->ReadObject());
-    ASSERT_NE(placement, nullptr);
-    EXPECT_EQ(placement->GetWorldMatrix(), kMatrixIdentity);
-    EXPECT_EQ(placement->GetRotation(), kQuatIdentity);
+TEST(TransformationPRS, ComposesOnceAndReadsOneVersion) {
+    for (const unsigned version : {1u, 2u}) {
+        File f;
+        f.Placement({1, 2, 3}, {0, 0, 0, 1}, {2, 3, 4});
+        f.bytes[8] = static_cast<u8>(version);
+        const auto loaded = Load(f.bytes);
+        auto* placement = loaded.As<TransformationPRS>();
+        ASSERT_NE(placement, nullptr);
+        const matrix& world = placement->GetWorldMatrix();
+        EXPECT_EQ(&world, &placement->GetWorldMatrix());
+        const matrix expected{{{2, 0, 0, 0}, {0, 3, 0, 0}, {0, 0, 4, 0}, {1, 2, 3, 1}}};
+        EXPECT_EQ(world, version == 1 ? expected : kMatrixIdentity);
+    }
 }
 
 TEST(ControllerTransformation, SharesOneMatrixAmongAll) {
@@ -118,47 +111,35 @@ TEST(ControllerTransformation, SharesOneMatrixAmongAll) {
     EXPECT_EQ(a.Controllers(), (std::vector<Controller*>{a.position.Get(), a.rotation.Get(), a.scale.Get()}));
 }
 
-TEST(ControllerTransformation, RoundTripsAndSaysWhatIsMissing) {
-    std::vector<u8> bytes = Bytes()
-                                .Chunk("CPRS", 1, 0, 56)
-                                .Chunk("CCV3", 1, 1, 12)
-                                .F32s({1, 2, 3})
-                                .Chunk("CCQU", 1, 2, 16)
-                                .F32s({0, 0, 0, 1})
-                                .U32(0x80000001);
-    Source in(bytes);
-    auto* placement = dynamic_cast<ControllerTransformation*>(in->ReadObject());
-    ASSERT_NE(placement, nullptr);
-    EXPECT_EQ(Stored(placement), bytes);
-    EXPECT_EQ(placement->GetScale(), (vect3{1, 2, 3})) << "one controller for two";
-    std::string reason;
-    EXPECT_TRUE(placement->Validate(reason)) << reason;
-
-    bytes = Bytes().Chunk("CPRS", 1, 0, 12).U32(0).U32(0).U32(0);
-    Source nulls(bytes);
-    placement = dynamic_cast<ControllerTransformation*>(nulls->ReadObject());
-    ASSERT_NE(placement, nullptr);
-    placement->Update(1);
-    EXPECT_EQ(Stored(placement), bytes);
-    EXPECT_FALSE(placement->Validate(reason));
+TEST(ControllerTransformation, OfNothingIsWrittenAlikeAndRefused) {
+    for (const auto& [tag, slots] : {std::pair{"CPRS", 3}, {"CMTX", 1}}) {
+        File f;
+        f.Chunk(tag, 1, [&f, count = slots] {
+            for (int i = 0; i < count; ++i) f.Null();
+        });
+        const auto loaded = Load(f.bytes);
+        auto* placement = loaded.As<ControllerTransformation>();
+        ASSERT_NE(placement, nullptr);
+        placement->Update(1);
+        EXPECT_EQ(Save(loaded.root), f.bytes);
+        std::string reason;
+        EXPECT_FALSE(placement->Validate(reason));
+    }
 }
 
 TEST(ControllerTransformation, OfAMatrixAnswersFromIt) {
-    Bytes keys;
-    for (int i = 0; i < 16; ++i) keys.F32(static_cast<f32>(i));
-    const std::vector<u8> bytes =
-        Bytes().Chunk("CMTX", 1, 0, 84).Chunk("CLMT", 1, 1, 72).U32(1).F32(0).Append(keys);
-    Source in(bytes);
-    auto* placement = dynamic_cast<ControllerTransformationMatrix*>(in->ReadObject());
-    ASSERT_NE(placement, nullptr);
-    EXPECT_EQ(Stored(placement), bytes);
-    placement->Update(0);
-    EXPECT_EQ(placement->GetMatrix().m[2][1], 9);
-    EXPECT_EQ(placement->GetPosition(), (vect3{12, 13, 14}));
-    EXPECT_EQ(placement->GetScale(), (vect3{1, 1, 1}));
+    matrix m;
+    for (int i = 0; i < 16; ++i) m.Data()[i] = static_cast<f32>(i);
+    auto* track = new Linear<matrix>();
+    track->AddKey(LinearKey<matrix>(0, m));
+    ControllerTransformationMatrix placement;
+    placement.SetMatrix(track);
+    placement.Update(0);
+    EXPECT_EQ(placement.GetMatrix().m[2][1], 9);
+    EXPECT_EQ(placement.GetPosition(), (vect3{12, 13, 14}));
+    EXPECT_EQ(placement.GetScale(), (vect3{1, 1, 1}));
     std::string reason;
-    EXPECT_TRUE(placement->Validate(reason));
-    EXPECT_FALSE(ControllerTransformationMatrix().Validate(reason));
+    EXPECT_TRUE(placement.Validate(reason)) << reason;
 }
 
 }  // namespace
