@@ -45,12 +45,12 @@ vect3 SecondEye(float time) {
     const vect3 planet = PlanetAt(kOrbits[2], time);
     const vect3 out = Normal(planet), side = osm3d::Cross(kUp, out);
     const float t = (time - kClockworkSecond) / (kThirdShot - kClockworkSecond);
-    return planet + out * Mix(5.0f, 3.6f, t) + side * Mix(-3.6f, 3.0f, t) + kUp * Mix(1.1f, 1.9f, t);
+    return planet + out * Mix(0.4f, -2.2f, t) + side * Mix(7.4f, 5.6f, t) + kUp * Mix(1.6f, 2.6f, t);
 }
 vect3 SecondAim(float time) {
     const vect3 planet = PlanetAt(kOrbits[2], time);
     const float t = Eased(kClockworkSecond, kThirdShot, time);
-    return Mix(planet * 0.86f, planet * 0.55f, t) + kUp * 0.15f;
+    return Mix(planet * 0.58f, planet * 0.78f, t) + kUp * -0.1f;
 }
 
 vect3 Eye(float time) { return time < kClockworkSecond ? FirstEye(time) : SecondEye(time); }
@@ -101,13 +101,13 @@ class Clockwork {
             color c = Mix(color{0.10f, 0.09f, 0.14f, 1}, color{0.44f, 0.27f, 0.14f, 1}, Smooth(0.1f, 1, r));
             const float window =
                 Smooth(0.07f, 0.02f, std::abs(u - 0.42f)) + 0.6f * Smooth(0.05f, 0.01f, std::abs(v - 0.62f));
-            c = Mix(c, color{1, 0.90f, 0.70f, 1}, Clamp01(window) * 0.8f);
+            c = Shade(Mix(c, color{1, 0.88f, 0.66f, 1}, Clamp01(window) * 0.8f), 0.72f);
             return Mix(c, color{0.30f, 0.42f, 0.62f, 1}, Smooth(0.16f, 0.02f, std::abs(r - 0.95f)) * 0.6f);
         }));
         const auto metal = [&](Texture* texture, float tiling_u, float tiling_v, const color& tint) {
             Look look;
             look.diffuse = look.ambient = tint;
-            look.specular = {1, 0.85f, 0.60f, 1};
+            look.specular = {0.6f, 0.5f, 0.35f, 1};
             look.power = 34;
             Layer base, env;
             base.texture = texture;
@@ -135,10 +135,10 @@ class Clockwork {
                               stroke(4, 0.36f, 0.0034f) || std::abs(std::abs(v - 0.5f) - 0.40f) < 0.03f;
             return dark ? color{0.22f, 0.13f, 0.08f, 1} : color{1, 1, 1, 1};
         }));
-        brass_ = metal(brushed, 2, 2, {0.86f, 0.60f, 0.27f, 1});
-        scale_ = metal(ticks, 4, 1, {0.92f, 0.68f, 0.34f, 1});
-        steel_ = metal(brushed, 3, 1, {0.50f, 0.54f, 0.62f, 1});
-        copper_ = metal(brushed, 2, 2, {0.80f, 0.42f, 0.27f, 1});
+        brass_ = metal(brushed, 2, 2, {0.56f, 0.36f, 0.14f, 1});
+        scale_ = metal(ticks, 4, 1, {0.36f, 0.24f, 0.11f, 1});
+        steel_ = metal(brushed, 3, 1, {0.34f, 0.37f, 0.44f, 1});
+        copper_ = metal(brushed, 2, 2, {0.52f, 0.24f, 0.14f, 1});
     }
 
     void Stars() {
@@ -213,7 +213,7 @@ class Clockwork {
     void Planets() {
         const auto look = [&](Texture* texture, float power) {
             Look out;
-            out.ambient = {0.5f, 0.5f, 0.6f, 1};
+            out.ambient = {0.9f, 0.9f, 1, 1};
             if (power > 0) {
                 out.specular = {0.6f, 0.6f, 0.6f, 1};
                 out.power = power;
@@ -273,11 +273,11 @@ class Clockwork {
         ring_look.blend = Blend::Alpha;
         Layer ring_layer;
         ring_layer.texture = stage_.Picture(Painted(16, 256, [](float, float v) {
-            const float n = 0.55f + 0.5f * Noise(v * 34, 3, 4096) + 0.25f * Noise(v * 90, 9, 4096);
+            const float n = 0.55f + 0.32f * Noise(v * 15, 3.3f, 4096) + 0.16f * Noise(v * 37, 9.4f, 4096);
             const float gap = 1 - 0.92f * Smooth(0.022f, 0.010f, std::abs(v - 0.36f));
             const float border = Smooth(0, 0.05f, v) * Smooth(0, 0.03f, 1 - v);
             color c = Mix(color{0.74f, 0.55f, 0.40f, 1}, color{1, 0.92f, 0.78f, 1}, Clamp01(n));
-            c.a = Clamp01(0.25f + 0.75f * n) * gap * border;
+            c.a = 0.85f * Clamp01(0.2f + 0.8f * n) * gap * border;
             return c;
         }));
         ring_look.layers = {ring_layer};
@@ -345,7 +345,7 @@ class Clockwork {
         stage_.Mesh(Sphere(kOrbits[1].size * 1.035f, 48, 28), stage_.Material(veil),
                     stage_.Moving(spots[1], nullptr, stage_.Turning(Normal({0.1f, 0, 1}), 0.15f, kTo + 1)));
         HierarchyNode* tilted =
-            stage_.Node(spots[2], {0, 0, 0}, QuatFromAxisAngle(Normal({1, 0.4f, 0}), 0.42f));
+            stage_.Node(spots[2], {0, 0, 0}, QuatFromAxisAngle(Normal({1, 0.3f, 0}), -0.36f));
         stage_.Mesh(Surface(96, 3,
                             [](float u, float v) {
                                 const float a = 2 * kPi * u, r = Mix(1.65f, 2.75f, v);
@@ -467,9 +467,9 @@ class Clockwork {
         const auto light = [&](const vect3& at, const color& c, float fall) {
             stage_.Light(stage_.Node(stage_.Root(), at), Still(c), c, 500, fall);
         };
-        light({0, 0, 0.2f}, {1.35f, 1.05f, 0.74f, 1}, 16);
-        light({-30, -40, 34}, {0.24f, 0.30f, 0.46f, 1}, 0);
-        light({40, 30, -20}, {0.34f, 0.14f, 0.30f, 1}, 0);
+        light({0, 0, 0.2f}, {1.30f, 1.04f, 0.76f, 1}, 20);
+        light({-30, -40, 34}, {0.22f, 0.28f, 0.46f, 1}, 0);
+        light({40, 30, -20}, {0.20f, 0.09f, 0.22f, 1}, 0);
         light({10, -30, -14}, {0.20f, 0.16f, 0.12f, 1}, 0);
     }
 

@@ -34,7 +34,9 @@ vect3 FirstEye(float time) {
     const float t = Gliding(0, kSecondShot, time);
     return Mix(vect3{-88, -182, 3.2f}, vect3{-58, -96, 8.5f}, t) + vect3{0, 0, 0.25f * std::sin(time * 1.3f)};
 }
-vect3 FirstAim(float time) { return Mix(vect3{-16, 0, 19}, vect3{0, 2, 17}, Gliding(0, kSecondShot, time)); }
+vect3 FirstAim(float time) {
+    return Mix(vect3{-34, 0, 25}, vect3{-13, 2, 23}, Gliding(0, kSecondShot, time));
+}
 vect3 SecondEye(float time) {
     const float t = Gliding(kSecondShot, kClockworkIn, time);
     const float angle = Mix(-2.25f, -1.05f, t), near = Eased(kSecondShot + 1.0f, kClockworkIn, time);
@@ -52,7 +54,7 @@ vect3 ThirdEye(float time) {
 }
 vect3 ThirdAim(float time) {
     const float t = Eased(kThirdShot + 1, kEnd + 0.6f, time);
-    return Mix(vect3{2, 4, 20}, vect3{6, 10, 62}, t);
+    return Mix(vect3{2, 4, 21}, vect3{6, 10, 50}, t);
 }
 
 vect3 Eye(float time) {
@@ -88,6 +90,12 @@ color SkyColor(float azimuth, float elevation) {
 }
 
 constexpr color kFogColor{0.60f, 0.38f, 0.48f, 1};
+constexpr color kNightFogColor{0.30f, 0.21f, 0.34f, 1};
+
+// How far the evening has come: 0 at the start, 1 at the end.
+float Dusk(float time) {
+    return 0.3f * Smooth(0, kClockworkIn, time) + 0.7f * Smooth(kClockworkSecond, kEnd - 3, time);
+}
 
 vect3 Direction(float azimuth, float elevation) {
     const float a = azimuth, e = elevation * kPi / 180;
@@ -106,13 +114,13 @@ Picture32 GlowPicture(float hardness) {
 // One block of colour for each of eight by eight.
 enum Paint { kRoof, kWall, kWood, kDark, kPineLow, kPineHigh, kPineWarm, kSail, kHull, kStone, kIron, kRed };
 constexpr std::array<color, 12> kPaints{{{0.46f, 0.20f, 0.17f, 1},
-                                         {0.88f, 0.80f, 0.70f, 1},
+                                         {0.62f, 0.54f, 0.46f, 1},
                                          {0.42f, 0.29f, 0.21f, 1},
                                          {0.10f, 0.09f, 0.11f, 1},
                                          {0.10f, 0.20f, 0.15f, 1},
                                          {0.16f, 0.28f, 0.17f, 1},
                                          {0.27f, 0.31f, 0.15f, 1},
-                                         {0.95f, 0.88f, 0.78f, 1},
+                                         {0.66f, 0.60f, 0.53f, 1},
                                          {0.20f, 0.32f, 0.40f, 1},
                                          {0.48f, 0.43f, 0.42f, 1},
                                          {0.20f, 0.21f, 0.24f, 1},
@@ -150,8 +158,10 @@ class Island {
         Sea();
         Lights();
         Cameras();
-        stage_.Fog(kFogColor, 60, 0.5f, 1300);
-        stage_.Ambient({0.25f, 0.23f, 0.37f, 1});
+        stage_.Fog(
+            Sampled<color>(0, kEnd, 0.2f, [](float t) { return Mix(kFogColor, kNightFogColor, Dusk(t)); }),
+            60, 0.5f, 1300);
+        stage_.Ambient({0.23f, 0.21f, 0.35f, 1});
         stage_.BackgroundColor(SkyColor(0, 0));
         stage_.Save(path);
     }
@@ -189,10 +199,26 @@ class Island {
                                        return s < 0 ? Shade(c, 0.8f) : c;
                                    }),
                     stage_.Material(look), sky_);
-        Stars();
-        Moon();
         Clouds();
         Mountains();
+        Veil();
+        Stars();
+        Moon();
+    }
+
+    // Evening falls: a dark sphere within the sky, which thickens.
+    void Veil() {
+        Look look;
+        look.two_sided = true;
+        look.behind_all = true;
+        look.blend = Blend::Alpha;
+        look.ambient = {0, 0, 0, 1};
+        look.emissive = {0.030f, 0.055f, 0.19f, 1};
+        MaterialSimple* material = stage_.Material(look);
+        material->SetColorController(MaterialSimple::kDiffuse, Sampled<color>(0, kEnd, 0.2f, [](float t) {
+                                         return color{0, 0, 0, 0.56f * Dusk(t)};
+                                     }));
+        stage_.Mesh(Sphere(35, 24, 16), material, sky_);
     }
 
     void Stars() {
@@ -260,7 +286,7 @@ class Island {
         look.layers = {layer};
         MaterialSimple* halo = stage_.Material(look);
         SkySquare(1.02f, 25, 15, {1.0f, 0.86f, 0.72f, 0.30f}, halo);
-        SkySquare(kPi * 0.58f, 1, 34, {1.0f, 0.55f, 0.25f, 0.42f}, halo);
+        SkySquare(kPi * 0.58f, 1, 34, {1.0f, 0.42f, 0.20f, 0.34f}, halo);
         look.blend = Blend::Alpha;
         look.layers[0].texture = stage_.Picture(Painted(256, 256, [](float u, float v) {
             const float x = 2.1f * (u - 0.5f), y = 2.1f * (v - 0.5f), r = std::hypot(x, y);
@@ -371,7 +397,7 @@ class Island {
             const float grime = 0.5f + 0.5f * Fbm(u * 8, v * 4, 8, 5);
             const float streak = 0.5f + 0.5f * Noise(u * 32, v * 1.5f, 32);
             const int band = static_cast<int>(v * 7);
-            color c = band % 2 == 0 ? color{0.93f, 0.89f, 0.82f, 1} : color{0.70f, 0.15f, 0.13f, 1};
+            color c = band % 2 == 0 ? color{0.74f, 0.70f, 0.64f, 1} : color{0.60f, 0.13f, 0.11f, 1};
             c = Shade(c, 0.86f + 0.14f * grime - 0.10f * streak);
             // Windows up the tower.
             const float wu = std::abs(std::fmod(u * 3 + 0.35f, 1.0f) - 0.5f) / 3;
@@ -670,20 +696,27 @@ class Island {
                       Placed({0, 0, 0}, QuatFromAxisAngle(kUp, kPi / 2 * F(i) + kPi / 4), 1));
         stage_.Mesh(frame, painted_both_, turn);
 
-        // The light grows out of the lamp.
+        // The light grows out of the lamp, and its glow does not cover the lens when the eye is near.
         const auto growing = [] {
             return Sampled<vect3>(0, 5.2f, 0.1f, [](float t) {
                 const float s = std::max(Eased(kLampOn, kLampOn + 2.4f, t), 1e-3f);
                 return vect3{s, s, s};
             });
         };
+        const auto glowing = [] {
+            return Sampled<vect3>(0, kEnd, kFrame, [](float t) {
+                const float near = Smooth(0, 30, Length(Eye(t) - kLamp));
+                const float s = std::max(near * Eased(kLampOn, kLampOn + 2.4f, t), 1e-3f);
+                return vect3{s, s, s};
+            });
+        };
         Shape beams;
         for (int beam = 0; beam < 2; ++beam)
-            for (int shell = 0; shell < 5; ++shell) {
-                const float spread = 0.012f + 0.018f * F(shell);
-                const float strength = 0.13f - 0.012f * F(shell);
+            for (int shell = 0; shell < 10; ++shell) {
+                const float spread = 0.008f + 0.0085f * F(shell);
+                const float strength = 0.075f - 0.0055f * F(shell);
                 beams.Add(ColoredSurface(
-                              20, 14,
+                              28, 16,
                               [=](float u, float v) {
                                   const float a = 2 * kPi * u, d = 0.8f + 210 * v * v;
                                   const float r = 0.42f + d * spread;
@@ -699,16 +732,17 @@ class Island {
         HierarchyNode* below = stage_.Moving(mirror_, Still(kLamp), turning());
         stage_.Mesh(beams, water_beam_, stage_.Moving(below, nullptr, nullptr, growing()));
         const vect3 lamp = kLamp;
-        const auto pulse = [growing] { return growing(); };
-        Glow(Still(lamp), Still(vect3{lamp.x, lamp.y, -lamp.z}), 13, {1, 0.80f, 0.50f, 0.55f}, pulse);
-        Glow(Still(lamp), Still(vect3{lamp.x, lamp.y, -lamp.z}), 4.2f, {1, 0.93f, 0.78f, 0.95f}, pulse);
+        Glow(Still(lamp), Still(vect3{lamp.x, lamp.y, -lamp.z}), 13, {1, 0.80f, 0.50f, 0.55f}, glowing);
+        Glow(Still(lamp), Still(vect3{lamp.x, lamp.y, -lamp.z}), 4.2f, {1, 0.93f, 0.78f, 0.95f}, glowing);
         // It floods the eye when a beam meets it.
         const auto flooding = [] {
             return Sampled<vect3>(0, kEnd, kFrame, [](float t) {
                 const vect3 to = Eye(t) - kLamp;
                 const float facing =
                     std::abs(std::cos(std::atan2(to.y, to.x) - (3.4f + 2 * kPi * kBeamTurns * t)));
-                const float s = std::max(std::pow(facing, 60.0f) * Eased(kLampOn, kLampOn + 2.4f, t), 1e-3f);
+                const float s = std::max(
+                    std::pow(facing, 60.0f) * Smooth(5, 70, Length(to)) * Eased(kLampOn, kLampOn + 2.4f, t),
+                    1e-3f);
                 return vect3{s, s, s};
             });
         };
@@ -854,8 +888,8 @@ class Island {
             return stage_.Picture(Painted(256, 256, [=](float u, float v) {
                 const float bend = 0.35f * Fbm(u * 4 + seed, v * 4, 4, 3);
                 const float n = Fbm(u * 8 + bend * 3, v * 8 * stretch + bend + seed, 8, 5);
-                const float crest = 0.5f + 0.55f * n;
-                return color{crest, crest, crest, 0.5f + 0.42f * n};
+                const float crest = 0.5f + 0.75f * n;
+                return color{crest, crest, crest, 0.5f + 0.62f * n};
             }));
         };
         // How the water looks along the direction in which it mirrors: 0 is straight up, 1 the horizon.
@@ -873,16 +907,16 @@ class Island {
         first.color_op = 1;
         first.alpha_op = 1;
         first.tiling_u = 60;
-        first.tiling_v = 90;
+        first.tiling_v = 27;
         first.speed_u = 0.055f;
-        first.speed_v = 0.10f;
+        first.speed_v = 0.03f;
         second.texture = waves(7, 2);
         second.color_op = 4;
         second.alpha_op = 4;
         second.tiling_u = 95;
-        second.tiling_v = 130;
+        second.tiling_v = 42;
         second.speed_u = -0.07f;
-        second.speed_v = 0.06f;
+        second.speed_v = 0.025f;
         third.texture = depth;
         third.color_op = 4;
         third.alpha_op = 4;
@@ -910,7 +944,9 @@ class Island {
     void Lights() {
         // The last light of the sky from behind, the moon's from the side, the night's from the front.
         const auto far = [&](const vect3& at, const color& c, const color& specular) {
-            stage_.Light(stage_.Node(stage_.Root(), at), Still(c), specular, 1e6f, 0);
+            stage_.Light(stage_.Node(stage_.Root(), at),
+                         Sampled<color>(0, kEnd, 0.2f, [=](float t) { return Shade(c, 1 - 0.5f * Dusk(t)); }),
+                         specular, 1e6f, 0);
         };
         far({-500, 1800, 420}, {0.62f, 0.34f, 0.24f, 1}, {0.5f, 0.3f, 0.2f, 1});
         far({1500, 900, 1100}, {0.20f, 0.22f, 0.34f, 1}, {0.3f, 0.3f, 0.4f, 1});

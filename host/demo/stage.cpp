@@ -174,9 +174,9 @@ void Stage::Ambient(const color& c) {
     scene_->atmosphericsBefore.push_back(ambient);
 }
 
-void Stage::Fog(const color& c, float start, float fog_near, float fog_far) {
+void Stage::Fog(ControllerBase<color>* c, float start, float fog_near, float fog_far) {
     auto* fog = Make<AtmosphericFog>();
-    fog->SetColor(Still(c));
+    fog->SetColor(c);
     // Less than none at the near distance puts the start where it is wanted.
     fog->SetIntensityNear(Still(-(start - fog_near) / (fog_far - start)));
     fog->SetIntensityFar(Still(1.0f));

@@ -99,7 +99,7 @@ class Stage {
                 float fog_far);
     void Ambient(const color& c);
     // From `start` on, full at the camera's fog distance.
-    void Fog(const color& c, float start, float fog_near, float fog_far);
+    void Fog(osm3d::ControllerBase<color>* c, float start, float fog_near, float fog_far);
     void BackgroundColor(const color& c);
     void BackgroundPicture(Texture* picture);
 
