@@ -195,7 +195,7 @@ TEST(DataObject, TenThousandReloadsLeaveMemoryWhereItWas) {
     for (int i = 0; i < 10000; ++i) ASSERT_TRUE(data.Reload());
     const u64 after = Resident();
     EXPECT_EQ(engine.recorded().LiveObjects(), objects);
-#if !defined(__SANITIZE_ADDRESS__)
+#if !defined(OSM_SANITIZE)
     EXPECT_LT(after, before + (1u << 20));
 #else
     static_cast<void>(before);

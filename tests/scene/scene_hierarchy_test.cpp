@@ -32,7 +32,7 @@ u64 allocations = 0;
 }  // namespace
 
 // A sanitizer brings its own.
-#if defined(__SANITIZE_ADDRESS__)
+#if defined(OSM_SANITIZE)
 constexpr bool kCountsAllocations = false;
 #else
 constexpr bool kCountsAllocations = true;
