@@ -239,8 +239,8 @@ class Island {
         layer.speed_v = 0.02f;
         look.layers = {layer};
         Shape stars;
-        for (int i = 0; i < 900; ++i) {
-            const float elevation = std::asin(random.Between(0.16f, 1)) * 180 / kPi;
+        for (int i = 0; i < 1300; ++i) {
+            const float elevation = std::asin(random.Between(0.10f, 1)) * 180 / kPi;
             const float azimuth = random.Between(0, 2 * kPi);
             const vect3 at = Direction(azimuth, elevation) * 39.0f;
             const float bright = std::pow(random.Next(), 3.0f);
@@ -248,7 +248,7 @@ class Island {
             const vect3 side = Normal(osm3d::Cross(at, kUp)) * size,
                         up = Normal(osm3d::Cross(side, at)) * size;
             color c = Mix(color{0.75f, 0.82f, 1, 1}, color{1, 0.90f, 0.76f, 1}, random.Next());
-            c.a = Mix(0.35f, 1, bright) * Smooth(9, 34, elevation);
+            c.a = Mix(0.35f, 1, bright) * Smooth(6, 26, elevation);
             const UV uv{random.Next(), random.Next()};
             const std::uint32_t first = stars.Vertex(at - side, c, uv);
             stars.Vertex(at - up, c, uv);
@@ -285,7 +285,7 @@ class Island {
         layer.texture = glow_;
         look.layers = {layer};
         MaterialSimple* halo = stage_.Material(look);
-        SkySquare(1.02f, 25, 15, {1.0f, 0.86f, 0.72f, 0.30f}, halo);
+        SkySquare(1.0f, 15, 13, {1.0f, 0.86f, 0.72f, 0.30f}, halo);
         SkySquare(kPi * 0.58f, 1, 34, {1.0f, 0.42f, 0.20f, 0.34f}, halo);
         look.blend = Blend::Alpha;
         look.layers[0].texture = stage_.Picture(Painted(256, 256, [](float u, float v) {
@@ -297,7 +297,7 @@ class Island {
             c.a = (1 - Smooth(0.95f, 0.99f, r)) * Mix(0.10f, 1, lit);
             return c;
         }));
-        SkySquare(1.02f, 25, 2.3f, {1, 1, 1, 1}, stage_.Material(look));
+        SkySquare(1.0f, 15, 2.2f, {1, 1, 1, 1}, stage_.Material(look));
     }
 
     void Clouds() {
