@@ -2,16 +2,15 @@
 #include <gtest/gtest.h>
 
 #include "geometry/geometry_composite.h"
-#include "geometry/geometry_simple.h"
+#include "geometry/logged.h"
 #include "geometry/mesh_simple.h"
 #include "material/material_composite.h"
-#include "material/material_simple.h"
 #include "render/draw_queue.h"
 #include "scene/transformation_prs.h"
 #include "scene/value_operations.h"
 #include "support/engine_device.h"
 #include "support/round_trip.h"
-#include "trace/tracer.h"
+#include "trace/test_messages.h"
 
 using namespace osm3d;
 using test_support::Load;
@@ -35,50 +34,7 @@ class Place : public Transformation {
     vect3 scale{1, 1, 1};
 };
 
-// Says what was asked of it.
-class LoggedMaterial : public Material {
-  public:
-    LoggedMaterial(std::string label, u32 blend, u32 count, std::vector<std::string>& to)
-        : name(std::move(label)), blendClass(blend), passes(count), log(to) {}
-    bool Read(osmio::InStream*) override { return false; }
-    void Write(osmio::OutStream*) override {}
-    void Update(f32) override {}
-    u32 GetBlendClass() const override { return blendClass; }
-    bool IsComposite() const override { return false; }
-    u32 Begin(u32 index) override {
-        log.push_back(name + " begin " + std::to_string(index));
-        return passes;
-    }
-    void Pass(u32 pass) override { log.push_back(name + " pass " + std::to_string(pass)); }
-    void End() override { log.push_back(name + " end"); }
-    void Prepare() override {}
-    void Load() override {}
-    bool Validate(std::string&) const override { return true; }
-
-    std::string name;
-    u32 blendClass;
-    u32 passes;
-    std::vector<std::string>& log;
-};
-
-class LoggedGeometry : public Geometry {
-  public:
-    LoggedGeometry(std::string label, std::vector<std::string>& to) : name(std::move(label)), log(to) {}
-    bool Read(osmio::InStream*) override { return false; }
-    void Write(osmio::OutStream*) override {}
-    void Draw() override { log.push_back("draw " + name); }
-    sphere GetBoundingSphere() override { return {{0, 0, 0}, 1}; }
-    box GetBounds() override { return {{0, 0, 0}, {2, 4, 6}}; }
-    plane GetPlane() override { return {{0, 0, 1}, 0}; }
-    void Prepare() override {}
-    void Initialize() override { log.push_back("initialize " + name); }
-    bool Validate(std::string&) const override { return true; }
-
-    std::string name;
-    std::vector<std::string>& log;
-};
-
-// Moves what it is given: every result is a fresh LoggedGeometry.
+// Moves what it is given: every result is a fresh logged::Geometry.
 class LoggedModifier : public Modifier {
   public:
     LoggedModifier(std::string label, bool deforms, std::vector<std::string>& to)
@@ -93,30 +49,18 @@ class LoggedModifier : public Modifier {
     bool NeedsDrawSetup() const override { return !deforming; }
     bool AcceptsGeometry(Geometry*) const override { return true; }
     Geometry* CreateResult(Geometry* input) override {
-        return deforming ? new LoggedGeometry("result of " + name, log) : input;
+        return deforming ? new logged::Geometry("result of " + name, log) : input;
     }
     void Apply(Geometry* result, Geometry* input) override {
         log.push_back(name + " apply " + NameOf(input) + " to " + NameOf(result));
     }
     void SetupDraw() override { log.push_back(name + " setup"); }
 
-    static std::string NameOf(Geometry* g) { return dynamic_cast<LoggedGeometry*>(g)->name; }
+    static std::string NameOf(Geometry* g) { return dynamic_cast<logged::Geometry*>(g)->name; }
 
     std::string name;
     bool deforming;
     std::vector<std::string>& log;
-};
-
-class BoxTracer : public trace::Tracer {
-  public:
-    BoxTracer() : previous(trace::SetTracer(this)) {}
-    ~BoxTracer() override { trace::SetTracer(previous); }
-    void Box(const char* format, std::va_list) override { boxes.emplace_back(format); }
-    void Warn(const char*, std::va_list) override {}
-    void Trace(const char*, std::va_list) override {}
-
-    std::vector<std::string> boxes;
-    Tracer* previous;
 };
 
 struct MeshDevice : testing::Test {
@@ -144,73 +88,30 @@ void WriteMesh(om2::File& f, unsigned version) {
 TEST(MeshRecord, AllVersionsReadAndTheNewestIsWritten) {
     om2::File newest;
     WriteMesh(newest, 2);
-    const auto loaded = Load(newest.bytes);
-    auto* mesh = loaded.As<MeshSimple>();
-    ASSERT_NE(mesh, nullptr);
-    EXPECT_TRUE(mesh->GetCastShadow() && mesh->IsHidden());
-    EXPECT_EQ(mesh->GetPartAttributes(), (std::vector<u32>{4, 0xffffffff}));
-    EXPECT_NE(dynamic_cast<MaterialSimple*>(mesh->GetMaterial()), nullptr);
-    ASSERT_NE(dynamic_cast<TransformationPRS*>(mesh->transformation), nullptr);
-    EXPECT_EQ(Save(mesh), newest.bytes);
-
-    for (unsigned version : {0u, 1u}) {
-        om2::File old;
-        WriteMesh(old, version);
-        const auto again = Load(old.bytes);
-        auto* before = again.As<MeshSimple>();
-        ASSERT_NE(before, nullptr);
-        EXPECT_FALSE(before->GetCastShadow());
-        EXPECT_TRUE(before->IsHidden());
-        EXPECT_EQ(before->GetPartAttributes().size(), 2u);
-        EXPECT_NE(before->transformation, nullptr);
-        before->SetCastShadow(true);
-        EXPECT_EQ(Save(before), newest.bytes);
+    for (unsigned version : {0u, 1u, 2u}) {
+        om2::File f;
+        WriteMesh(f, version);
+        const auto loaded = Load(f.bytes);
+        auto* mesh = loaded.As<MeshSimple>();
+        ASSERT_NE(mesh, nullptr);
+        EXPECT_EQ(mesh->GetCastShadow(), version == 2);
+        EXPECT_TRUE(mesh->IsHidden());
+        EXPECT_EQ(mesh->GetPartAttributes(), (std::vector<u32>{4, 0xffffffff}));
+        EXPECT_NE(mesh->GetMaterial(), nullptr);
+        EXPECT_NE(mesh->transformation, nullptr);
+        mesh->SetCastShadow(true);
+        EXPECT_EQ(Save(mesh), newest.bytes);
     }
     om2::File future;
     WriteMesh(future, 3);
     EXPECT_EQ(Load(future.bytes).As<MeshSimple>()->GetGeometry(), nullptr);
 }
 
-TEST(MeshRecord, SlotsMayBeEmptyOrOfTheWrongClass) {
-    om2::File f;
-    f.Chunk("MESM", 2, [&] {
-        f.I32(3);
-        f.Geometry(om2::Quad(0, 0, 1, 1));
-        f.Chunk("MOST", 1, [&] { f.I32(0); });
-        f.U8(0);
-        f.U8(0);
-        f.I32(0);
-        f.Null();
-        f.Null();
-    });
-    const auto loaded = Load(f.bytes);
-    auto* mesh = loaded.As<MeshSimple>();
-    ASSERT_NE(mesh->GetStack(), nullptr);
-    EXPECT_EQ(mesh->GetStack()->GetResult(), mesh->GetGeometry()) << "the stack knows its input";
-    EXPECT_EQ(Save(mesh), f.bytes);
-
-    om2::File wrong;
-    wrong.Chunk("MESM", 2, [&] {
-        wrong.I32(2);
-        wrong.Placement({1, 2, 3});  // where the stack should stand
-        wrong.U8(0);
-        wrong.U8(0);
-        wrong.I32(0);
-        wrong.Geometry(om2::Quad(0, 0, 1, 1));  // the material
-        wrong.ConstFloat(1);                    // the transformation
-    });
-    const auto odd = Load(wrong.bytes);
-    auto* lost = odd.As<MeshSimple>();
-    EXPECT_EQ(lost->GetStack(), nullptr);
-    EXPECT_EQ(lost->GetMaterial(), nullptr);
-    EXPECT_EQ(lost->transformation, nullptr);
-}
-
 TEST_F(MeshDevice, BoxFollowsGeometryAndPlace) {
     MeshSimple mesh;
     mesh.Update(0);
     EXPECT_EQ(*mesh.GetBounds(), (OrientedBox{{0, 0, 0}, kMatrixIdentity})) << "without a geometry it stays";
-    mesh.SetGeometry(new LoggedGeometry("g", log));
+    mesh.SetGeometry(new logged::Geometry("g", log));
     mesh.Update(0);
     EXPECT_EQ(*mesh.GetBounds(), (OrientedBox{{1, 2, 3}, MatrixTranslation({1, 2, 3})}));
     Place place(MatrixCompose({10, 0, 0}, kQuatIdentity, {2, 2, 2}));
@@ -223,7 +124,7 @@ TEST_F(MeshDevice, BoxFollowsGeometryAndPlace) {
 
 TEST_F(MeshDevice, QueueRecordsSayWhatWhenAndWhere) {
     MeshSimple mesh;
-    mesh.SetGeometry(new LoggedGeometry("g", log));
+    mesh.SetGeometry(new logged::Geometry("g", log));
     engine.context().SetView(MatrixTranslation({0, 0, -4}));
     DrawQueue queue;
     mesh.Enqueue(&queue);
@@ -240,7 +141,7 @@ TEST_F(MeshDevice, QueueRecordsSayWhatWhenAndWhere) {
     mesh.transformation = &place;
     const u32 kinds[] = {0, 1, 1, 2, 3, 3, 0};
     for (u32 blend = 0; blend < 7; ++blend) {
-        LoggedMaterial material("m", blend, 1, log);
+        logged::Material material("m", log, blend, 1);
         mesh.SetMaterial(&material);
         queue.Clear();
         mesh.Enqueue(&queue);
@@ -262,15 +163,15 @@ TEST_F(MeshDevice, QueueRecordsSayWhatWhenAndWhere) {
 }
 
 TEST_F(MeshDevice, CompositeGoesPartByPart) {
-    LoggedMaterial opaque("opaque", 1, 1, log);
-    LoggedMaterial blended("blended", 4, 2, log);
+    logged::Material opaque("opaque", log, 1, 1);
+    logged::Material blended("blended", log, 4, 2);
     MaterialComposite materials;
     materials.AddMaterial(&opaque);
     materials.MapAttribute(7, materials.AddMaterial(&blended));
     materials.MapAttribute(3, 0);
-    auto* a = new LoggedGeometry("a", log);
-    auto* b = new LoggedGeometry("b", log);
-    auto* c = new LoggedGeometry("c", log);
+    auto* a = new logged::Geometry("a", log);
+    auto* b = new logged::Geometry("b", log);
+    auto* c = new logged::Geometry("c", log);
     MeshSimple mesh;
     mesh.SetGeometryParts(new GeometryComposite(std::vector<Geometry*>{a, b, c}), {7, 3, 99});
     mesh.SetMaterial(&materials);
@@ -286,25 +187,25 @@ TEST_F(MeshDevice, CompositeGoesPartByPart) {
 
     mesh.Draw();
     // The part drawn is numbered by the pass.
-    EXPECT_EQ(log, (Log{"blended begin 0", "blended pass 0", "draw a", "blended pass 1", "draw b",
-                        "blended end", "opaque begin 0", "opaque pass 0", "draw a", "opaque end",  //
-                        "opaque begin 0", "opaque pass 0", "draw a", "opaque end"}));
+    EXPECT_EQ(log,
+              (Log{"begin blended", "pass 0", "draw a", "pass 1", "draw b", "end",  //
+                   "begin opaque", "pass 0", "draw a", "end", "begin opaque", "pass 0", "draw a", "end"}));
 
     std::string reason;
     EXPECT_TRUE(mesh.Validate(reason)) << reason;
     mesh.SetMaterial(&opaque);
     log.clear();
     mesh.Draw();
-    EXPECT_EQ(log, (Log{"opaque begin 0", "opaque pass 0", "draw a", "draw b", "draw c", "opaque end"}));
+    EXPECT_EQ(log, (Log{"begin opaque", "pass 0", "draw a", "draw b", "draw c", "end"}));
 }
 
 TEST_F(MeshDevice, TooFewAttributesAreRefusedAndNotReadPast) {
     MaterialComposite materials;
-    LoggedMaterial opaque("opaque", 1, 1, log);
+    logged::Material opaque("opaque", log, 1, 1);
     materials.AddMaterial(&opaque);
     MeshSimple mesh;
-    mesh.SetGeometryParts(new GeometryComposite(std::vector<Geometry*>{new LoggedGeometry("a", log),
-                                                                       new LoggedGeometry("b", log)}),
+    mesh.SetGeometryParts(new GeometryComposite(std::vector<Geometry*>{new logged::Geometry("a", log),
+                                                                       new logged::Geometry("b", log)}),
                           {0});
     mesh.SetMaterial(&materials);
     std::string reason;
@@ -315,13 +216,13 @@ TEST_F(MeshDevice, TooFewAttributesAreRefusedAndNotReadPast) {
 }
 
 TEST_F(MeshDevice, InitializeWithoutGeometryTellsAPerson) {
-    BoxTracer tracer;
+    const testing_messages::Listener tracer;
     MeshSimple mesh;
     mesh.Initialize();
     EXPECT_EQ(tracer.boxes, (Log{"MeshSimple has no geometry."}));
     EXPECT_FALSE(mesh.AddModifier(nullptr));
     mesh.Draw();
-    mesh.SetGeometry(new LoggedGeometry("g", log));
+    mesh.SetGeometry(new logged::Geometry("g", log));
     mesh.Initialize();
     EXPECT_EQ(tracer.boxes.size(), 1u);
     EXPECT_EQ(log, (Log{"initialize g"}));
@@ -330,13 +231,13 @@ TEST_F(MeshDevice, InitializeWithoutGeometryTellsAPerson) {
 TEST_F(MeshDevice, ModifiersFormAChainWhoseEndIsDrawn) {
     {
         MeshSimple mesh;
-        mesh.SetGeometry(new LoggedGeometry("g", log));
+        mesh.SetGeometry(new logged::Geometry("g", log));
         EXPECT_TRUE(mesh.AddModifier(new LoggedModifier("bend", true, log)));
         EXPECT_TRUE(mesh.AddModifier(new LoggedModifier("shade", false, log)));
         EXPECT_TRUE(mesh.AddModifier(new LoggedModifier("twist", true, log)));
         mesh.Initialize();
         mesh.Update(5);
-        LoggedMaterial material("m", 1, 1, log);
+        logged::Material material("m", log, 1, 1);
         mesh.SetMaterial(&material);
         mesh.Draw();
         DrawQueue queue;
@@ -346,43 +247,6 @@ TEST_F(MeshDevice, ModifiersFormAChainWhoseEndIsDrawn) {
     }
     EXPECT_EQ(log, (Log{"initialize result of twist", "bend update 5", "bend apply g to result of bend",
                         "shade update 5", "twist update 5", "twist apply result of bend to result of twist",
-                        "shade setup", "m begin 0", "m pass 0", "draw result of twist", "m end",
-                        "delete bend", "delete shade", "delete twist"}));
-}
-
-TEST_F(MeshDevice, StackBuiltAnewAsksEveryModifier) {
-    LoggedGeometry first("first", log);
-    LoggedGeometry second("second", log);
-    ModifierStack stack;
-    EXPECT_FALSE(stack.InitializeResult());
-    EXPECT_EQ(stack.GetResult(), nullptr);
-    stack.SetGeometry(&first);
-    stack.AddModifier(new LoggedModifier("shade", false, log));
-    EXPECT_EQ(stack.GetResult(), &first);
-    EXPECT_FALSE(stack.InitializeResult()) << "a modifier without a shape adds no result";
-    stack.SetGeometry(&second);
-    EXPECT_EQ(stack.GetResult(), &second);
-    EXPECT_TRUE(stack.InitializeResult());
-    EXPECT_EQ(log, (Log{"initialize second"}));
-    stack.SetGeometry(&first);
-    EXPECT_EQ(stack.GetResult(), &first);
-}
-
-TEST(ModifierStackRecord, KeepsItsSlots) {
-    om2::File f;
-    f.Chunk("MOST", 1, [&] {
-        f.I32(2);
-        f.Null();
-        f.Null();
-    });
-    const auto loaded = Load(f.bytes);
-    auto* stack = loaded.As<ModifierStack>();
-    ASSERT_NE(stack, nullptr);
-    EXPECT_EQ(stack->ModifierCount(), 2u);
-    std::string reason;
-    EXPECT_FALSE(stack->Validate(reason));
-    LoggedGeometry* none = nullptr;
-    stack->SetGeometry(none);
-    stack->Update(0);
-    EXPECT_EQ(Save(stack), f.bytes);
+                        "shade setup", "begin m", "pass 0", "draw result of twist", "end", "delete bend",
+                        "delete shade", "delete twist"}));
 }
