@@ -6,8 +6,6 @@
 #include "controller/constant.h"
 #include "controller/key_framed.h"
 #include "fxutil/math.h"
-#include "material/material_simple.h"
-#include "material/texture_bitmap_file.h"
 #include "material/texture_stage.h"
 #include "scene/value_operations.h"
 #include "support/engine_device.h"
@@ -19,24 +17,8 @@ using test_support::Save;
 
 namespace {
 
-om2::File::StageState OddState() {
-    om2::File::StageState s;
-    s.color_op = 9;
-    s.address_u = 2;
-    s.mip = 2;
-    s.coord_index = 18;
-    s.transform_count = 3;
-    s.projected = true;
-    s.matrix[1] = 0.5f;
-    return s;
-}
-
 void SetConstant(TextureStage& stage, TextureStage::Channel channel, f32 value) {
     stage.SetController(channel, new controller::Const<f32>(value));
-}
-
-void ExpectNear(const matrix& a, const matrix& b) {
-    for (int i = 0; i < 16; ++i) EXPECT_NEAR(a.Data()[i], b.Data()[i], 1e-5f) << "element " << i;
 }
 
 struct Uv {
@@ -50,49 +32,29 @@ Uv Apply(const matrix& m, f32 u, f32 v) {
 
 }  // namespace
 
-TEST(TextureStageRecord, BothVersions) {
-    om2::File f;
-    f.Chunk("TS__", 2, [&] {
-        f.NamedTexture("stone.png");
-        f.Stage(OddState());
-        for (float v : {0.25f, 1.0f, 2.0f, 3.0f, 0.5f, 0.75f}) f.ConstFloat(v);
-        f.LinearFloat({{0, 0}, {100, 6}});
-        f.U8(1);
-    });
-    const auto loaded = Load(f.bytes);
-    auto* stage = loaded.As<TextureStage>();
-    ASSERT_NE(stage, nullptr);
-    EXPECT_EQ(stage->GetTransformMode(), TextureStage::kTransformCameraReflection);
-    EXPECT_EQ(stage->State().colorOp, 9u);
-    EXPECT_EQ(stage->State().texCoordIndex, 18u);
-    EXPECT_TRUE(stage->HasFixedTransform());
-    EXPECT_EQ(stage->GetController(TextureStage::kVTiling)->value, 3.0f);
-    EXPECT_EQ(stage->Controllers().size(), 7u);
-    auto* image = dynamic_cast<TextureBitmapFile*>(stage->GetTexture());
-    ASSERT_NE(image, nullptr);
-    EXPECT_EQ(image->GetFileName(), "stone.png");
-    EXPECT_EQ(Save(stage), f.bytes);
-
-    om2::File old;
-    old.Chunk("MTSM", 1, [&] {
-        for (int i = 0; i < 4; ++i) old.ConstColor({});
-        old.ConstFloat(0);
-        old.I32(0);
-        old.U8(5);
-        old.I32(2);
-        old.TextureStage([&] { old.Null(); }, OddState(), 1);
-        old.TextureStage([&] { old.Null(); }, {}, 1);
-    });
-    const auto before = Load(old.bytes);
-    auto* material = before.As<MaterialSimple>();
-    ASSERT_EQ(material->StageCount(), 2u);
-    EXPECT_EQ(material->GetStage(0)->GetTransformMode(), 0u);
-    ASSERT_NE(material->GetStage(1), nullptr)
-        << "the second stage follows the seventh controller of the first";
-    EXPECT_FALSE(material->GetStage(1)->HasFixedTransform());
-
+TEST(TextureStageRecord, TheNewerVersionAddsTheTransformMode) {
+    const auto write = [](om2::File& f, unsigned version) {
+        f.Chunk("TS__", version, [&] {
+            f.Null();
+            f.Stage({});
+            for (float v : {0.25f, 1.0f, 2.0f, 3.0f, 0.5f, 0.75f}) f.ConstFloat(v);
+            f.LinearFloat({{0, 0}, {100, 6}});
+            if (version == 2) f.U8(1);
+        });
+    };
+    for (const unsigned version : {1u, 2u}) {
+        om2::File f;
+        write(f, version);
+        const auto loaded = Load(f.bytes);
+        auto* stage = loaded.As<TextureStage>();
+        ASSERT_NE(stage, nullptr);
+        EXPECT_EQ(stage->GetTransformMode(),
+                  version == 2 ? u32{TextureStage::kTransformCameraReflection} : 0u);
+        EXPECT_EQ(stage->GetController(TextureStage::kVTiling)->value, 3.0f);
+        EXPECT_EQ(stage->Controllers().size(), 7u);
+    }
     om2::File newer;
-    newer.Chunk("TS__", 3, [&] { newer.Null(); });
+    write(newer, 3);
     std::string reason;
     EXPECT_FALSE(Load(newer.bytes).As<TextureStage>()->Validate(reason));
 }
@@ -119,50 +81,33 @@ TEST(TextureStageRecord, RunningMatricesStayOutOfTheFile) {
     EXPECT_EQ(Save(Load(near.bytes).root), none.bytes);
 }
 
-TEST(TextureStage, NeutralConstantsLeaveTheTransformOff) {
-    TextureStage stage;
-    stage.FillWithNeutralControllers();
-    stage.Prepare();
-    EXPECT_TRUE(stage.IsStatic());
-    EXPECT_EQ(stage.State().transformCount, 0u);
-    EXPECT_EQ(stage.State().matrix, kMatrixIdentity);
-}
-
-TEST(TextureStage, ConstantOffsetMovesRowTwo) {
-    TextureStage stage;
-    SetConstant(stage, TextureStage::kUOffset, 0.25f);
-    SetConstant(stage, TextureStage::kVOffset, 0.5f);
-    stage.FillWithNeutralControllers();
-    stage.Prepare();
-    EXPECT_EQ(stage.State().transformCount, 2u);
-    matrix expected = kMatrixIdentity;
-    expected.m[2][0] = -0.25f;
-    expected.m[2][1] = 0.5f;
-    ExpectNear(stage.State().matrix, expected);
-}
-
-TEST(TextureStage, TilingAndTurningWorkAboutTheMiddle) {
-    TextureStage stage;
-    SetConstant(stage, TextureStage::kUTiling, 4);
-    SetConstant(stage, TextureStage::kVTiling, 2);
-    stage.FillWithNeutralControllers();
-    stage.Prepare();
-    // The middle that the matrix works about is (0.5, -0.5).
-    Uv uv = Apply(stage.State().matrix, 0.5f, -0.5f);
-    EXPECT_NEAR(uv.u, 0.5f, 1e-6f);
-    EXPECT_NEAR(uv.v, -0.5f, 1e-6f);
-    uv = Apply(stage.State().matrix, 0.75f, -0.25f);
-    EXPECT_NEAR(uv.u, 1.5f, 1e-6f);
-    EXPECT_NEAR(uv.v, 0.0f, 1e-6f);
-
-    TextureStage turned;
-    SetConstant(turned, TextureStage::kWAngle, D3DX_PI / 2);
-    turned.FillWithNeutralControllers();
-    turned.Prepare();
-    // The angle is negated, and taken as a turn about the axis out of the image: +u goes to -v.
-    uv = Apply(turned.State().matrix, 1.5f, -0.5f);
-    EXPECT_NEAR(uv.u, 0.5f, 1e-6f);
-    EXPECT_NEAR(uv.v, -1.5f, 1e-6f);
+TEST(TextureStage, ConstantsActAboutTheMiddleAndTheOffsetIsMirrored) {
+    // The middle that the matrix works about is (0.5, -0.5). A turn is negated, and taken about the axis out
+    // of the image: +u goes to -v.
+    struct Row {
+        TextureStage::Channel channel;
+        f32 value;
+        Uv from, to;
+    };
+    for (const Row& row : {Row{TextureStage::kUOffset, 0.25f, {0, 0}, {-0.25f, 0}},
+                           {TextureStage::kVOffset, 0.5f, {0, 0}, {0, 0.5f}},
+                           {TextureStage::kUTiling, 4, {0.75f, 0}, {1.5f, 0}},
+                           {TextureStage::kVTiling, 2, {0, -0.25f}, {0, 0}},
+                           {TextureStage::kWAngle, D3DX_PI / 2, {1.5f, -0.5f}, {0.5f, -1.5f}}}) {
+        TextureStage stage;
+        SetConstant(stage, row.channel, row.value);
+        stage.FillWithNeutralControllers();
+        stage.Prepare();
+        EXPECT_EQ(stage.State().transformCount, 2u);
+        const Uv uv = Apply(stage.State().matrix, row.from.u, row.from.v);
+        EXPECT_NEAR(uv.u, row.to.u, 1e-6f) << row.channel;
+        EXPECT_NEAR(uv.v, row.to.v, 1e-6f) << row.channel;
+    }
+    TextureStage neutral;
+    neutral.FillWithNeutralControllers();
+    neutral.Prepare();
+    EXPECT_TRUE(neutral.IsStatic());
+    EXPECT_EQ(neutral.State().transformCount, 0u);
 }
 
 TEST(TextureStage, FixedTransformActsFirstAndKeepsItsCount) {
@@ -183,13 +128,8 @@ TEST(TextureStage, FixedTransformActsFirstAndKeepsItsCount) {
 TEST(TextureStage, AnyAnimatedControllerRunsTheMatrix) {
     TextureStage stage;
     auto* slide = new controller::Linear<f32>;
-    controller::LinearKey<f32> key;
-    key.time = 0;
-    key.value = 0;
-    slide->AddKey(key);
-    key.time = 10;
-    key.value = 1;
-    slide->AddKey(key);
+    slide->AddKey(controller::LinearKey<f32>(0, 0));
+    slide->AddKey(controller::LinearKey<f32>(10, 1));
     stage.SetController(TextureStage::kUOffset, slide);
     stage.FillWithNeutralControllers();
     stage.Prepare();
