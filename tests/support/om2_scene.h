@@ -201,7 +201,11 @@ inline std::vector<std::uint8_t> RichScene() {
             s.file.Ref(node);
             s.file.Linear<4>("CLCO", {{0, {0, 0, 0, 0}}, {9, {1, 1, 1, 1}}});
             s.file.Chunk("CVCV", 1, [&] { s.file.Ref(shared); });
-            s.file.ConstColor({0, 0, 0, 0});
+            s.file.Chunk("CoCF", 1, [&] {
+                s.file.I32(5);
+                s.file.ConstColor({1, 0, 0, 1});
+                s.file.ConstFloat(0.5f);
+            });
             s.file.ConstFloat(10);
             for (float a : {1.0f, 0.0f, 0.0f}) s.file.ConstFloat(a);
             s.file.I32(1);
