@@ -98,6 +98,7 @@ Envelope ReadEnvelope(const std::string& path) {
 Bytes MakeEnvelope(Form form, const Bytes& objects) {
     Bytes out;
     if (form == Form::Plain) {
+        out.reserve(4 + objects.size());
         out.assign({'N', 'O', 'N', 'E'});
         out.insert(out.end(), objects.begin(), objects.end());
         return out;
