@@ -1,8 +1,6 @@
-// A host for tests: controllers, their factory, project nodes, and a tracer that keeps what it is told.
+// A host for tests: controllers, their factory, project nodes.
 #pragma once
 
-#include <cstdarg>
-#include <cstdio>
 #include <map>
 #include <memory>
 #include <string>
@@ -11,7 +9,7 @@
 
 #include "effects/data_object.h"
 #include "effects/host_interfaces.h"
-#include "trace/tracer.h"
+#include "trace/test_messages.h"
 
 namespace fake_host {
 
@@ -113,23 +111,6 @@ inline EffectDefinition Definition(const std::string& effect, const std::vector<
     return definition;
 }
 
-/// In force from construction to destruction.
-class Listener : public trace::Tracer {
-  public:
-    Listener() : previous(trace::SetTracer(this)) {}
-    ~Listener() override { trace::SetTracer(previous); }
-    void Box(const char* format, std::va_list args) override {
-        char text[512];
-        std::vsnprintf(text, sizeof(text), format, args);
-        boxes.emplace_back(text);
-    }
-    void Warn(const char*, std::va_list) override {}
-    void Trace(const char*, std::va_list) override {}
-
-    std::vector<std::string> boxes;
-
-  private:
-    trace::Tracer* previous;
-};
+using testing_messages::Listener;
 
 }  // namespace fake_host

@@ -5,7 +5,6 @@
 #include <cmath>
 #include <cstring>
 #include <memory>
-#include <optional>
 
 #include "driver/data_object.h"
 #include "effects/effect.h"
@@ -14,10 +13,9 @@
 #include "render/context.h"
 #include "render/display.h"
 #include "scene/camera.h"
-#include "scene/scene_file.h"
 #include "scene/scene_hierarchy.h"
 #include "support/engine_device.h"
-#include "support/om2_bytes.h"
+#include "support/om2_scene.h"
 #include "support/round_trip.h"
 
 using namespace osm3d;
@@ -45,20 +43,6 @@ fake_host::Controller& At(Effect& effect, u32 index) {
     return static_cast<fake_host::Controller&>(*effect.GetController(index));
 }
 
-// A 32-bit .tga of one row, from left to right 0xAARRGGBB.
-std::vector<u8> RowImage(const std::vector<u32>& pixels) {
-    std::vector<u8> bytes(18, 0);
-    bytes[2] = 2;
-    bytes[12] = static_cast<u8>(pixels.size());
-    bytes[14] = 1;
-    bytes[16] = 32;
-    bytes[17] = 0x28;
-    for (const u32 pixel : pixels) {
-        for (u32 shift = 0; shift < 32; shift += 8) bytes.push_back(static_cast<u8>(pixel >> shift));
-    }
-    return bytes;
-}
-
 // ---- what is sent
 
 struct EffectCalls : testing::Test {
@@ -79,39 +63,20 @@ struct EffectCalls : testing::Test {
     }
 };
 
-TEST_F(EffectCalls, TypesThatDoNotExistGiveNothing) {
-    for (const char* name : {"fx_simple_bmp", "fx_simple_scene", "fx_simple_color"}) {
-        const EffectPointer effect(CreateEffectByName(name));
-        ASSERT_NE(effect, nullptr) << name;
-        EXPECT_FALSE(effect->IsTransition());
-        EXPECT_FALSE(effect->QueryFlagA());
-        EXPECT_FALSE(effect->QueryFlagB());
-        EXPECT_EQ(effect->GetControllerCount(), 0u);
-    }
-    for (const char* name : {"", "fx_simple", "FX_SIMPLE_BMP", "fx_simple_bmp "}) {
-        EXPECT_EQ(CreateEffectByName(name), nullptr) << name;
-        EXPECT_EQ(CreateEffectByDefinition(fake_host::Definition(name, {}), "", &factory), nullptr);
-    }
-}
-
 TEST_F(EffectCalls, BlendChoicesNameFactors) {
-    EXPECT_EQ(BlendOfChoice(0), 0u);
-    EXPECT_EQ(BlendOfChoice(1), 1u);
-    EXPECT_EQ(BlendOfChoice(2), 5u);
-    EXPECT_EQ(BlendOfChoice(3), 4u);
-
     factory.values = {{"float red", 1}, {"int destination", 2}, {"int source", 3}};
     const EffectPointer effect = Make("fx_simple_color", kColorParameters, factory);
     effect->Init();
     effect->Update(0, 0);
     recorded.Clear();
     effect->Draw();
-    EXPECT_EQ(recorded.Count("SetRenderState", {D3DRS_DESTBLEND, D3DBLEND_INVSRCALPHA}), 1u);
-    EXPECT_EQ(recorded.Count("SetRenderState", {D3DRS_SRCBLEND, D3DBLEND_SRCALPHA}), 1u);
-    EXPECT_EQ(recorded.Count("SetRenderState", {D3DRS_ALPHABLENDENABLE, TRUE}), 1u);
-    EXPECT_EQ(recorded.Count("SetRenderState", {D3DRS_ZENABLE, FALSE}), 1u);
-    EXPECT_EQ(recorded.Count("SetRenderState", {D3DRS_LIGHTING, FALSE}), 1u);
-    EXPECT_EQ(recorded.Count("SetRenderState", {D3DRS_CULLMODE, D3DCULL_NONE}), 1u);
+    for (const auto& [state, value] : {std::pair{D3DRS_DESTBLEND, u32{D3DBLEND_INVSRCALPHA}},
+                                       {D3DRS_SRCBLEND, D3DBLEND_SRCALPHA},
+                                       {D3DRS_ALPHABLENDENABLE, 1},
+                                       {D3DRS_ZENABLE, 0},
+                                       {D3DRS_LIGHTING, 0},
+                                       {D3DRS_CULLMODE, D3DCULL_NONE}})
+        EXPECT_EQ(recorded.Count("SetRenderState", {state, value}), 1u) << state;
     EXPECT_EQ(recorded.Calls().front().name, "BeginScene");
     EXPECT_EQ(recorded.Calls().back().name, "EndScene");
 
@@ -244,26 +209,20 @@ TEST_F(EffectCalls, SceneIsUpdatedOnceAFrameAndSeenFromTheChosenCamera) {
 }
 
 TEST_F(EffectCalls, SceneEffectWithoutASceneDoesNothing) {
-    TextureBitmapFile texture;
     data_texture wrong(new TextureBitmapFile);
-    for (DataObject* object : {static_cast<DataObject*>(nullptr), static_cast<DataObject*>(&wrong)}) {
+    data_scene empty;
+    for (DataObject* object : {static_cast<DataObject*>(nullptr), static_cast<DataObject*>(&wrong),
+                               static_cast<DataObject*>(&empty)}) {
         const fake_host::Listener listener;
         factory.object = object;
         const EffectPointer effect = Make("fx_simple_scene", kSceneParameters, factory);
         effect->Init();
-        EXPECT_EQ(listener.boxes, (std::vector<std::string>{"No scene data for effect."}));
+        EXPECT_EQ(listener.boxes.size(), object == &empty ? 0u : 1u);
         effect->Update(0, 0);
         effect->ClearTarget();
         effect->Draw();
         EXPECT_TRUE(recorded.Calls().empty());
     }
-    data_scene empty;
-    factory.object = &empty;
-    const EffectPointer effect = Make("fx_simple_scene", kSceneParameters, factory);
-    effect->Init();
-    effect->ClearTarget();
-    effect->Draw();
-    EXPECT_TRUE(recorded.Calls().empty());
 }
 
 // ---- what is seen
@@ -291,19 +250,15 @@ struct EffectPicture : testing::Test {
         D3DSURFACE_DESC desc{};
         D3DLOCKED_RECT locked{};
         std::vector<u32> pixels(640 * 480, 0);
-        const bool done =
-            SUCCEEDED(device->GetRenderTarget(0, target.Put())) && SUCCEEDED(target->GetDesc(&desc)) &&
-            SUCCEEDED(device->CreateOffscreenPlainSurface(desc.Width, desc.Height, desc.Format,
-                                                          D3DPOOL_SYSTEMMEM, copy.Put(), nullptr)) &&
-            SUCCEEDED(device->GetRenderTargetData(target.Get(), copy.Get())) &&
-            SUCCEEDED(copy->LockRect(&locked, nullptr, D3DLOCK_READONLY));
-        EXPECT_TRUE(done);
-        if (!done) return pixels;
-        for (u32 y = 0; y < 480; ++y) {
-            const u8* row = static_cast<const u8*>(locked.pBits) +
-                            static_cast<std::ptrdiff_t>(y) * static_cast<std::ptrdiff_t>(locked.Pitch);
-            std::memcpy(&pixels[static_cast<std::size_t>(y) * 640], row, 640 * 4);
-        }
+        EXPECT_TRUE(SUCCEEDED(device->GetRenderTarget(0, target.Put())) &&
+                    SUCCEEDED(target->GetDesc(&desc)) &&
+                    SUCCEEDED(device->CreateOffscreenPlainSurface(desc.Width, desc.Height, desc.Format,
+                                                                  D3DPOOL_SYSTEMMEM, copy.Put(), nullptr)) &&
+                    SUCCEEDED(device->GetRenderTargetData(target.Get(), copy.Get())) &&
+                    SUCCEEDED(copy->LockRect(&locked, nullptr, D3DLOCK_READONLY)));
+        for (i32 y = 0; y < 480 && locked.pBits != nullptr; ++y)
+            std::memcpy(&pixels[static_cast<std::size_t>(y) * 640],
+                        static_cast<const u8*>(locked.pBits) + std::ptrdiff_t{y} * locked.Pitch, 640 * 4);
         copy->UnlockRect();
         return pixels;
     }
@@ -359,140 +314,77 @@ TEST_F(EffectPicture, ColoursBlendAsChosen) {
 
 TEST_F(EffectPicture, BitmapStandsOnItsRectangle) {
     auto* texture = new TextureBitmapFile;
-    texture->SetFileData(RowImage({0xffff0000, 0xff00ff00, 0xffffff00, 0x80ffffff}));
+    texture->SetFileData(om2::Tga(4, 1, {{255, 0, 0}, {0, 255, 0}, {255, 255, 0}, {255, 255, 255}}, 128));
     texture->Load();
     data_texture data(texture);
     factory.object = &data;
-    // 400 pixels wide: a texel every hundred.
-    factory.values = {{"float left", 0.1},   {"float top", 0.1}, {"float right", 0.5},
-                      {"float bottom", 0.3}, {"float alpha", 1}, {"int destination", 2},
-                      {"int source", 3}};
-    const EffectPointer effect = Make("fx_simple_bmp", kBitmapParameters, factory);
-    Show(*effect);
-    auto picture = Grab();
-    EXPECT_TRUE(Shows(picture, 150, 200, 0xff0000));
-    EXPECT_TRUE(Shows(picture, 250, 200, 0x00ff00));
-    EXPECT_TRUE(Shows(picture, 350, 200, 0xffff00));
-    EXPECT_TRUE(Shows(picture, 450, 200, 0x8080ff));  // half of white over blue
-    EXPECT_TRUE(Shows(picture, 99, 200, 0x0000ff));
-    EXPECT_TRUE(Shows(picture, 500, 200, 0x0000ff));
-    EXPECT_TRUE(Shows(picture, 250, 99, 0x0000ff));
-    EXPECT_TRUE(Shows(picture, 250, 300, 0x0000ff));
-    EXPECT_TRUE(Shows(picture, 250, 100, 0x00ff00));
-    EXPECT_TRUE(Shows(picture, 250, 299, 0x00ff00));
-
-    // Right edge left of the left one: the picture turns round and is still drawn.
-    context->Clear(7, true);
-    At(*effect, 2).number = 0.5f;
-    At(*effect, 4).number = 0.1f;
-    effect->ApplyAll();
-    Show(*effect);
-    picture = Grab();
-    EXPECT_TRUE(Shows(picture, 450, 200, 0xff0000));
-    EXPECT_TRUE(Shows(picture, 350, 200, 0x00ff00));
+    // 400 pixels wide, a texel every hundred, half over blue; then with its left and right edges changed
+    // over.
+    for (const bool turned : {false, true}) {
+        context->Clear(7, true);
+        factory.values = {{"float left", turned ? 0.5 : 0.1},
+                          {"float top", 0.1},
+                          {"float right", turned ? 0.1 : 0.5},
+                          {"float bottom", 0.3},
+                          {"float alpha", 1},
+                          {"int destination", 2},
+                          {"int source", 3}};
+        const EffectPointer effect = Make("fx_simple_bmp", kBitmapParameters, factory);
+        Show(*effect);
+        const auto picture = Grab();
+        EXPECT_TRUE(Shows(picture, turned ? 450 : 150, 200, 0x80007f));
+        EXPECT_TRUE(Shows(picture, turned ? 350 : 250, 100, 0x00807f));
+        EXPECT_TRUE(Shows(picture, turned ? 250 : 350, 299, 0x80807f));
+        EXPECT_TRUE(Shows(picture, turned ? 150 : 450, 200, 0x8080ff));
+        for (const auto& [x, y] : {std::pair{99u, 200u}, {500u, 200u}, {250u, 99u}, {250u, 300u}})
+            EXPECT_TRUE(Shows(picture, x, y, 0x0000ff));
+    }
 }
-
-TEST_F(EffectPicture, WithoutABitmapTheRectangleIsWhite) {
-    const fake_host::Listener listener;
-    factory.values = {{"float right", 0.1}, {"float bottom", 0.1}, {"float alpha", 0.5}};
-    const EffectPointer effect = Make("fx_simple_bmp", kBitmapParameters, factory);
-    context->ApplyDefaultRenderState();
-    Show(*effect);
-    const auto picture = Grab();
-    EXPECT_TRUE(Shows(picture, 99, 99, 0xffffff));
-    EXPECT_TRUE(Shows(picture, 100, 99, 0x0000ff));
-}
-
-// A camera at (0, 0, 5) with 90 degrees of height: at z = 0 a unit is 48 pixels.
-struct ScenePicture : EffectPicture {
-    om2::File f;
-    om2::File::SceneParts parts;
-    int camera = -1;
-
-    ScenePicture() {
-        parts.cameras = [this] {
-            f.List(1, [this] {
-                camera = f.Chunk("cASM", 1, [this] {
-                    f.Placement({0, 0, 5});
-                    f.ConstFloat(1.57079632679f);
-                    f.ConstFloat(1);
-                    f.ConstFloat(100);
-                    f.Null();
-                    f.ConstFloat(9);
-                });
-            });
-        };
-        parts.current_camera = [this] { f.Ref(camera); };
-    }
-
-    std::vector<u32> Picture() {
-        f.Scene(parts);
-        const test_support::TempFile file;
-        file.Fill(f.bytes);
-        data_scene data;
-        EXPECT_TRUE(data.Load(file.path)) << data.GetLoadError();
-        factory.object = &data;
-        const EffectPointer effect = Make("fx_simple_scene", kSceneParameters, factory);
-        effect->Init();
-        effect->Update(0, 0);
-        effect->ClearTarget();
-        effect->Draw();
-        return Grab();
-    }
-
-    // Vertex-coloured, without a material, at height z.
-    void Quad(float x0, float x1, float z, const om2::Vec4& c) {
-        om2::File::Shape shape = om2::Quad(x0, -1, x1, 1, z);
-        shape.colors.assign(4, c);
-        f.Mesh([this, shape] { f.Geometry(shape); }, [this] { f.Null(); }, [this] { f.Null(); });
-    }
-};
 
 // Fog from the camera's near at 1 to its fog far at 9, none to all of it: a quad at depth 5 is half in it.
-TEST_F(ScenePicture, FogIsHalfInTheMiddleOfItsRange) {
-    parts.meshes = [this] {
-        f.List(3, [this] {
-            Quad(-3, -1, 0, {1, 0, 0, 1});   // depth 5
-            Quad(1, 3, 2, {1, 0, 0, 1});     // depth 3
-            Quad(-3, 3, -90, {1, 0, 0, 1});  // all fog
+// The camera stands at (0, 0, 5) with 90 degrees of height: at z = 0 a unit is 48 pixels.
+TEST_F(EffectPicture, FogIsHalfInTheMiddleOfItsRange) {
+    om2::SceneFile s;
+    om2::File& f = s.file;
+    s.cameras = [&] {
+        f.I32(1);
+        s.camera = f.Chunk("cASM", 1, [&] {
+            f.Placement({0, 0, 5});
+            for (const float v : {om2::kHalfPi, 1.0f, 100.0f}) f.ConstFloat(v);
+            f.Null();
+            f.ConstFloat(9);
         });
     };
-    parts.before = [this] {
-        f.List(1, [this] {
-            f.Chunk("ATFG", 1, [this] {
-                f.U8(0);
-                f.ConstColor({0, 1, 0, 1});
-                f.ConstFloat(0);
-                f.ConstFloat(1);
-            });
-        });
+    const auto quad = [&](float x0, float x1, float z) {
+        s.Mesh(om2::Colored(om2::Quad(x0, -1, x1, 1, z), {1, 0, 0, 1}), s.Null(), s.Null());
     };
-    parts.background = [this] { f.ColorBackground({0.2f, 0.4f, 0.6f, 1}); };
-    const auto picture = Picture();
+    quad(-3, -1, 0);   // depth 5
+    quad(1, 3, 2);     // depth 3
+    quad(-3, 3, -90);  // all fog
+    s.before.push_back([&] {
+        f.Chunk("ATFG", 1, [&] {
+            f.U8(0);
+            f.ConstColor({0, 1, 0, 1});
+            f.ConstFloat(0);
+            f.ConstFloat(1);
+        });
+    });
+    s.background = [&] { f.ColorBackground({0.2f, 0.4f, 0.6f, 1}); };
+    const test_support::TempFile file;
+    file.Fill(s.Bytes());
+    data_scene data;
+    ASSERT_TRUE(data.Load(file.path)) << data.GetLoadError();
+    factory.object = &data;
+    const EffectPointer effect = Make("fx_simple_scene", kSceneParameters, factory);
+    effect->Init();
+    effect->Update(0, 0);
+    effect->ClearTarget();
+    effect->Draw();
+    const auto picture = Grab();
     EXPECT_TRUE(Shows(picture, 320 - 96, 240, 0x808000));
     EXPECT_TRUE(Shows(picture, 320 + 200, 240, 0xbf4000));
     EXPECT_TRUE(Shows(picture, 320, 240, 0x00ff00));
-    // Fog does not reach what the clear left, nor the next picture.
-    EXPECT_TRUE(Shows(picture, 10, 10, 0x336699));
-}
-
-TEST_F(ScenePicture, BitmapBackgroundFillsThePictureAndIsBehindEverything) {
-    int texture = -1;
-    parts.textures = [this, &texture] {
-        f.List(1, [this, &texture] { texture = f.EmbeddedTexture(RowImage({0xffff0000, 0xff00ff00})); });
-    };
-    parts.meshes = [this] { f.List(1, [this] { Quad(-1, 1, -90, {1, 1, 1, 1}); }); };
-    parts.background = [this, &texture] {
-        f.Chunk("ATBG", 1, [this, &texture] {
-            f.U8(2);
-            f.Ref(texture);
-        });
-    };
-    const auto picture = Picture();
-    EXPECT_TRUE(Shows(picture, 160, 10, 0xff0000));
-    EXPECT_TRUE(Shows(picture, 160, 470, 0xff0000));
-    EXPECT_TRUE(Shows(picture, 480, 240, 0x00ff00));
-    EXPECT_TRUE(Shows(picture, 320, 240, 0xffffff));
+    EXPECT_TRUE(Shows(picture, 10, 10, 0x336699)) << "fog does not reach what the clear left";
 }
 
 }  // namespace

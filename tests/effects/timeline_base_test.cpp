@@ -6,7 +6,6 @@
 #include <cmath>
 
 #include "effects/fake_host.h"
-#include "support/engine_device.h"
 
 using namespace osm3d;
 using Log = std::vector<std::string>;
@@ -38,22 +37,12 @@ const std::vector<std::string> kEveryKind{"string", "float", "int", "choice", "o
 
 TEST(TimelineBase, MakesOneControllerPerParameterAndDeletesThem) {
     fake_host::Factory factory;
-    {
-        LoggedClip clip(fake_host::Definition("type", kEveryKind), "clip 1", &factory);
-        EXPECT_EQ(clip.GetControllerCount(), 6u);
-        EXPECT_EQ(factory.alive, 6);
-        for (u32 i = 0; i < 6; ++i) EXPECT_EQ(clip.GetController(i)->type, static_cast<i32>(i));
-        EXPECT_EQ(clip.GetInstanceName(), "clip 1");
-        EXPECT_EQ(clip.GetDefinition().name, "type");
-        EXPECT_EQ(clip.GetStart(), 0.0f);
-        EXPECT_EQ(clip.GetLength(), 0.0f);
-        EXPECT_EQ(clip.FindController("int"), clip.GetController(2));
-        EXPECT_EQ(clip.FindController("Int"), nullptr);
-    }
-    EXPECT_EQ(factory.alive, 0);
-
-    auto* released = new LoggedClip(fake_host::Definition("type", {"float"}), "", &factory);
-    released->Release();
+    auto* clip = new LoggedClip(fake_host::Definition("type", kEveryKind), "clip 1", &factory);
+    EXPECT_EQ(factory.alive, 6);
+    for (u32 i = 0; i < 6; ++i) EXPECT_EQ(clip->GetController(i)->type, static_cast<i32>(i));
+    EXPECT_EQ(clip->FindController("int"), clip->GetController(2));
+    EXPECT_EQ(clip->FindController("Int"), nullptr);
+    clip->Release();
     EXPECT_EQ(factory.alive, 0);
 }
 
@@ -129,16 +118,6 @@ TEST(TimelineBase, LoadControllersMakesThemFromTheProject) {
     EXPECT_EQ(clip.At(1).loads.size(), 1u);
     EXPECT_EQ(listener.boxes, (std::vector<std::string>{"Unknown category : \"note\", in TimelineBase."}));
     EXPECT_EQ(clip.log, (Log{"0 int 0", "1 float 1.000000"}));
-}
-
-TEST(TimelineBase, ClearTargetClearsEverything) {
-    support::EngineDevice engine;
-    LoggedClip clip;
-    clip.ClearTarget();
-    const auto clears = engine.recorded().Named("Clear");
-    ASSERT_EQ(clears.size(), 1u);
-    const DWORD flags = D3DCLEAR_TARGET | D3DCLEAR_ZBUFFER | D3DCLEAR_STENCIL;
-    EXPECT_NE(std::find(clears[0].args.begin(), clears[0].args.end(), i64{flags}), clears[0].args.end());
 }
 
 }  // namespace
