@@ -113,18 +113,6 @@ TEST(Linear, HoldsOutsideItsKeysAndBlendsBetween) {
     EXPECT_EQ(track.GetKey(1)->time, 4) << "times stay";
 }
 
-TEST(Linear, JumpsWhereTwoKeysShareATime) {
-    Linear<f32> track;
-    for (const auto& [time, value] : {std::pair{0.f, 0.f}, {5.f, 1.f}, {5.f, 10.f}, {10.f, 20.f}})
-        track.AddKey(LinearKey<f32>(time, value));
-    track.Update(4.9999f);
-    EXPECT_NEAR(track.value, 1, 1e-3);
-    track.Update(5);
-    EXPECT_EQ(track.value, 10);
-    track.Update(7.5f);
-    EXPECT_EQ(track.value, 15);
-}
-
 TEST(Linear, FindsTheKeysThatALinearSearchFinds) {
     Linear<f32> track;
     for (int i = 0; i < 57; ++i) track.AddKey(LinearKey<f32>(static_cast<f32>(i / 3), static_cast<f32>(i)));
@@ -138,8 +126,8 @@ TEST(Linear, FindsTheKeysThatALinearSearchFinds) {
         EXPECT_EQ(prev, before < 0 ? nullptr : track.GetKey(static_cast<u32>(before))) << time;
         EXPECT_EQ(next, before == 56 ? nullptr : track.GetKey(static_cast<u32>(before + 1))) << time;
         track.Update(time);
-        if (before == 56) {
-            EXPECT_EQ(track.value, 56);
+        if (time == std::floor(time) && before >= 0) {
+            EXPECT_EQ(track.value, static_cast<f32>(before)) << "the last of the keys that share a time";
         }
     }
 }

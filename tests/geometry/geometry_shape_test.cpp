@@ -26,10 +26,15 @@ TEST(GeometryShape, VertexFormats) {
         u32 normals, colors, sets;
         bool tangents;
         u32 fvf, stride;
-    } rows[] = {{0, 0, 0, false, 0x002, 12},  {1, 0, 0, false, 0x012, 24},   {1, 0, 2, false, 0x212, 40},
-                {1, 1, 1, false, 0x142, 24},  {1, 0, 1, true, 0xC0312, 56},  // three coordinates; the bits
-                                                                             // for one set are 18 and 19
-                {0, 0, 0, true, 0x50202, 36}, {0, 0, 2, true, 0x100402, 52}, {0, 0, 3, true, 0x600502, 60}};
+    } rows[] = {{0, 0, 0, false, 0x002, 12},
+                {1, 0, 0, false, 0x012, 24},
+                {1, 0, 2, false, 0x212, 40},
+                {1, 1, 1, false, 0x142, 24},
+                {1, 0, 1, true, 0xC0312, 56},  // three coordinates; the bits
+                                               // for one set are 18 and 19
+                {0, 0, 0, true, 0x50202, 36},
+                {0, 0, 2, true, 0x100402, 52},
+                {0, 0, 3, true, 0x600502, 60}};
     for (const auto& row : rows) {
         GeometrySimple g;
         g.positions.resize(1);

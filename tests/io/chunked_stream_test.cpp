@@ -220,9 +220,6 @@ TEST(Openers, ChooseByMagic) {
     EXPECT_EQ(temp.Bytes(), body);
     EXPECT_EQ(osmio::OpenChunkedInput(temp.path), nullptr);
     EXPECT_EQ(number(osmio::OpenChunkedInputRaw(temp.path)), 3);
-
-    EXPECT_EQ(osmio::OpenChunkedInput(temp.path + ".no"), nullptr);
-    EXPECT_EQ(osmio::OpenChunkedOutput(temp.path + "/no", 0), nullptr);
 }
 
 TEST(Openers, CompressedOutputHoldsObjectsInFullWithoutHeaders) {

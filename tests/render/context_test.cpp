@@ -4,10 +4,8 @@
 
 #include <cstring>
 #include <functional>
-#include <map>
 
 #include "render/render_target.h"
-#include "scene/oriented_box.h"
 #include "scene/value_operations.h"
 #include "support/engine_device.h"
 
@@ -411,35 +409,6 @@ TEST(DebugDrawing, IsUnlitAndUntextured) {
     EXPECT_EQ(engine.recorded().Named("DrawPrimitive").at(0).args, (std::vector<i64>{D3DPT_POINTLIST, 0, 1}));
     EXPECT_EQ(context.transforms.GetWorld(), kMatrixIdentity);
     EXPECT_EQ(engine.recorded().Named("SetStreamSource").at(0).args[3], 16);
-}
-
-TEST(DebugDrawing, ABoxHasTwelveEdges) {
-    support::EngineDevice engine;
-    Context& context = engine.context();
-    const matrix world = MatrixTranslation({9, 0, 0});
-    context.SetWorld(world);
-    context.BeginScene();
-    engine.recorded().Clear();
-    context.DrawBox({{1, 2, 3}, MatrixTranslation({0, 0, 5})}, kDebugColor);
-    EXPECT_EQ(context.transforms.GetWorld(), world);
-    EXPECT_EQ(engine.recorded().Named("SetTransform").at(0).floats[14], 5.0f);
-
-    struct Vertex {
-        vect3 position;
-        u32 diffuse;
-    };
-    // Each edge runs along one axis, over the whole extent.
-    std::map<f32, u32> edges;
-    for (const support::Call& draw : engine.recorded().Named("DrawPrimitive")) {
-        const std::vector<Vertex> v = VerticesOf<Vertex>(draw);
-        for (std::size_t i = 0; i + 1 < v.size(); i += draw.args[0] == D3DPT_LINELIST ? 2 : 1) {
-            EXPECT_EQ(v[i].diffuse, 0xffffff00u);
-            const vect3 edge = v[i + 1].position - v[i].position;
-            ++edges[std::abs(edge.x) + 10 * std::abs(edge.y) + 100 * std::abs(edge.z)];
-        }
-    }
-    EXPECT_EQ(edges, (std::map<f32, u32>{{2, 4}, {40, 4}, {600, 4}}));
-    EXPECT_EQ(engine.recorded().faults, Texts());
 }
 
 }  // namespace

@@ -35,12 +35,8 @@ TEST(RecordingDevice, FindsDrawsAndLocksBeyondTheirBuffers) {
 
     device.DrawPrimitive(D3DPT_TRIANGLELIST, 2, 1);
     expect_fault("vertices");
-    device.DrawIndexedPrimitive(D3DPT_TRIANGLELIST, 0, 0, 4, 1, 2);
-    expect_fault("indices");
     device.DrawIndexedPrimitive(D3DPT_TRIANGLELIST, 0, 0, 3, 0, 2);
     expect_fault("index 3 of three vertices");
-    device.DrawIndexedPrimitive(D3DPT_TRIANGLELIST, 1, 0, 4, 0, 2);
-    expect_fault("base vertex");
     device.SetFVF(D3DFVF_XYZ | D3DFVF_DIFFUSE);
     device.DrawPrimitive(D3DPT_POINTLIST, 0, 1);
     expect_fault("16 bytes, 12 apart");
@@ -51,8 +47,6 @@ TEST(RecordingDevice, FindsDrawsAndLocksBeyondTheirBuffers) {
     void* data = nullptr;
     EXPECT_LT(vertices->Lock(40, 9, &data, 0), 0);
     expect_fault("lock past the end");
-    vertices->Unlock();
-    expect_fault("unlock without a lock");
 }
 
 TEST(RecordingDevice, CountsRedundantSets) {

@@ -281,8 +281,6 @@ TEST(RenderStatesOnDevice, TranslateEveryNumberAndTakeAnyOther) {
          {D3DVBF_DISABLE, D3DVBF_0WEIGHTS, D3DVBF_1WEIGHTS, D3DVBF_2WEIGHTS, D3DVBF_3WEIGHTS,
           D3DVBF_TWEENING}},
         {&Block::alphaFunc, D3DRS_ALPHAFUNC, counted(1, 8)},
-        {&Block::stencilPass, D3DRS_STENCILPASS, counted(1, 8)},
-        {&Block::stencilFunc, D3DRS_STENCILFUNC, counted(1, 8)},
         {&Block::ccwStencilPass, D3DRS_CCW_STENCILPASS, counted(1, 8)},
         {&Block::ccwStencilFunc, D3DRS_CCW_STENCILFUNC, counted(1, 8)},
         {&Block::depthMode, D3DRS_ZWRITEENABLE, {1, 0, 1}},

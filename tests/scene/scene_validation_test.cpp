@@ -146,16 +146,10 @@ struct Whole {
             });
         };
     }
-    // Without the power of its highlights, or without a stage.
+    // Without the power of its highlights.
     Body BadMaterial() {
         const Body state = [this] { f.RenderState(); };
         return Chunk("MTSM", {Color(), Color(), Color(), Color(), Null(), state, Byte(1), Word(0)});
-    }
-    Body StagelessMaterial() {
-        return [this] {
-            f.Material(
-                {}, 1, [this] { f.RenderState(); }, List({Null()}));
-        };
     }
 
     std::vector<u8> Bytes() {
@@ -228,10 +222,6 @@ std::vector<RefusedCase> RefusedCases() {
         {"NoKeys", "camera 0",
          [](Whole& w) { w.parts.cameras = w.List({w.Camera([&w] { w.f.LinearFloat({}); })}); }},
         {"LightWithoutController", "light 0", [](Whole& w) { w.parts.lights = w.List({w.Light(w.Null())}); }},
-        {"ProductOfItself", "light 0",
-         [](Whole& w) {
-             w.parts.lights = w.List({w.Light(w.Chunk("CoCF", {w.Word(5), w.Around(0), w.Number()}))});
-         }},
         {"EmptyMeshSlot", "mesh 0", [](Whole& w) { w.parts.meshes = w.List({w.Null()}); }},
         {"MaterialListedTwice", "material 1",
          [](Whole& w) { w.parts.materials = w.Twice([&w] { return w.f.Material({}); }); }},
@@ -247,8 +237,6 @@ std::vector<RefusedCase> RefusedCases() {
          }},
         {"MaterialWithoutPower", "material 0",
          [](Whole& w) { w.parts.materials = w.List({w.BadMaterial()}); }},
-        {"MaterialWithoutStage", "material 0",
-         [](Whole& w) { w.parts.materials = w.List({w.StagelessMaterial()}); }},
         {"NoCamera", "no camera",
          [](Whole& w) {
              w.parts.cameras = nullptr;
