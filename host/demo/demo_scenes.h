@@ -6,8 +6,8 @@
 namespace demo {
 
 // When the picture changes from shot to shot, seconds. The project file has the same times.
-inline constexpr float kSecondShot = 6.2f;
-inline constexpr float kClockworkIn = 10;
+inline constexpr float kSecondShot = 6.0f;
+inline constexpr float kClockworkIn = 9.5f;
 inline constexpr float kClockworkSecond = 13;
 inline constexpr float kThirdShot = 16;
 inline constexpr float kEnd = 22;
