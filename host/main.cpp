@@ -6,13 +6,15 @@
 
 #include "commands.h"
 
+// NOLINTNEXTLINE(bugprone-exception-escape): outside the try blocks only a mistake in the options throws.
 int main(int argc, char** argv) {
     CLI::App app{"Renders .om2 scenes and projects through the osmDriver module", "osmplay"};
     app.require_subcommand(1);
 
     host::Common common;
     app.add_option("--module", common.module, "the module; else osmDriver.so beside this program");
-    app.add_option("--library", common.effects_file, "the effect library; else libfx.xml beside this program");
+    app.add_option("--library", common.effects_file,
+                   "the effect library; else libfx.xml beside this program");
     app.fallthrough();
 
     std::string size;

@@ -6,6 +6,7 @@
 
 #include "commands.h"
 
+// NOLINTNEXTLINE(bugprone-exception-escape): outside the try blocks only a mistake in the options throws.
 int main(int argc, char** argv) {
     CLI::App app{"Looks into, checks, converts and makes .om2 scene files", "om2"};
     app.require_subcommand(1);

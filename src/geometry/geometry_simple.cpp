@@ -305,7 +305,7 @@ std::vector<u32> GeometrySimple::ExtractPart(const std::vector<u32>& faceAttribu
     return sources;
 }
 
-GeometryComposite* GeometrySimple::SplitByAttribute(std::vector<u32> faceAttributes, u32 partCount) {
+GeometryComposite* GeometrySimple::SplitByAttribute(const std::vector<u32>& faceAttributes, u32 partCount) {
     std::vector<Geometry*> parts;
     for (u32 attribute = 0; attribute < partCount; ++attribute) {
         auto* part = new GeometrySimple(dynamicVertices, dynamicIndices);

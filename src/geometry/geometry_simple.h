@@ -83,7 +83,7 @@ class GeometrySimple : public Geometry {
     /// One new geometry for each attribute from 0 to `partCount` - 1, out of the faces that have it; the
     /// caller owns the result, and it its parts. `faceAttributes` holds one entry per triangle, from the
     /// first on.
-    virtual GeometryComposite* SplitByAttribute(std::vector<u32> faceAttributes, u32 partCount);
+    virtual GeometryComposite* SplitByAttribute(const std::vector<u32>& faceAttributes, u32 partCount);
 
     /// Uploads what `mask` names: 1 positions, 2 normals, 4 colours, 0x10000 indices. Tangents and binormals
     /// go along whatever the vertex mask. Texture coordinates do not: of vertex number v all sets are written
