@@ -71,7 +71,7 @@ TEST(Driver, SaysWhatItIs) {
 }
 
 TEST(Driver, LoadsDataByItsExtension) {
-    const support::EngineDevice engine;
+    support::EngineDevice engine;
     Driver driver;
     for (const char* path : {"", "scene", "folder.d/scene", "scene.OM2", "missing.om2", "image.jpeg",
                              "image.PNG", "image.png.txt", "om2", "x."}) {
@@ -93,7 +93,8 @@ TEST(Driver, LoadsDataByItsExtension) {
 
     const TempFile image(".tga");
     image.Fill(kImage);
-    const std::unique_ptr<DataObject> picture(driver.LoadData(image.path));
+    const std::size_t before = engine.recorded().LiveObjects();
+    std::unique_ptr<DataObject> picture(driver.LoadData(image.path));
     ASSERT_NE(picture, nullptr);
     EXPECT_EQ(picture->GetType(), 1u);
     EXPECT_EQ(picture->GetTypeName(), "data_texture");
@@ -104,6 +105,8 @@ TEST(Driver, LoadsDataByItsExtension) {
     EXPECT_NE(texture->GetDeviceTexture(), nullptr);
     EXPECT_TRUE(picture->Reload());
     EXPECT_EQ(static_cast<data_texture*>(picture.get())->texture->GetFlags(), 2u);
+    picture.reset();
+    EXPECT_EQ(engine.recorded().LiveObjects(), before);
 }
 
 TEST(DataObject, NameIsWhatFollowsTheLastBackslash) {
@@ -132,15 +135,15 @@ TEST(DataObject, MadeForAPackageTakesTheObjectOver) {
 }
 
 TEST(DataObject, ReloadReplacesTheSceneAndASecondLoadKeepsIt) {
-    const support::EngineDevice engine;
+    support::EngineDevice engine;
+    const std::size_t before = engine.recorded().LiveObjects();
     const TempFile file;
     file.Fill(SceneBytes());
     data_scene data;
     ASSERT_TRUE(data.Load(file.path)) << data.GetLoadError();
-    SceneHierarchy* first = data.scene;
+    const std::size_t of_one = engine.recorded().LiveObjects() - before;
     ASSERT_TRUE(data.Load(file.path));
-    EXPECT_NE(data.scene, first);
-    EXPECT_EQ(first->meshes.size(), 1u);  // still there
+    EXPECT_EQ(engine.recorded().LiveObjects(), before + 2 * of_one) << "the first is still there";
 
     ASSERT_TRUE(data.Reload());
     EXPECT_EQ(data.scene->meshes.size(), 1u);
@@ -148,6 +151,11 @@ TEST(DataObject, ReloadReplacesTheSceneAndASecondLoadKeepsIt) {
     EXPECT_FALSE(data.Reload());
     EXPECT_EQ(data.scene, nullptr);
     EXPECT_FALSE(data.GetLoadError().empty());
+    file.Fill(SceneBytes());
+    EXPECT_TRUE(data.Reload());
+    std::remove(file.path.c_str());
+    EXPECT_FALSE(data.Reload());
+    EXPECT_EQ(data.scene, nullptr) << "nothing of what was freed";
     file.Fill(SceneBytes());
     EXPECT_TRUE(data.Reload());
     EXPECT_NE(data.scene, nullptr);

@@ -1,6 +1,7 @@
 // What geometries put into device buffers and send to draw.
 #include <gtest/gtest.h>
 
+#include <cmath>
 #include <cstring>
 
 #include "geometry/geometry_simple.h"
@@ -145,20 +146,21 @@ TEST_F(GeometryDevice, UpdateWritesWhatTheMaskNames) {
     EXPECT_EQ(Rows(g).size(), 3u);
 }
 
-TEST_F(GeometryDevice, TangentFrameOfAFlatQuad) {
+TEST_F(GeometryDevice, TangentFrameOfASkewedTriangle) {
     GeometrySimple g;
-    g.positions = {{0, 0, 0}, {1, 0, 0}, {1, 1, 0}, {0, 1, 0}};
-    g.triangles = {{{0, 1, 2}}, {{0, 2, 3}}};
-    g.normals.assign(4, {0, 0, 1});
-    g.uvSets = {{{0, 0}, {1, 0}, {1, 1}, {0, 1}}};
+    g.positions = {{0, 0, 0}, {1, 0, 0}, {0, 1, 0}};
+    g.triangles = {{{0, 1, 2}}};
+    g.normals.assign(3, {0, 0, 1});
+    g.uvSets = {{{0, 0}, {1, 1}, {0, 2}}};
     g.hasTangents = true;
     g.Initialize();
-    const auto rows = Rows(g);
-    EXPECT_EQ(rows[1], (std::vector<f32>{1, 0, 0, 0, 0, 1, 1, 0, 1, 0, 0, 0, -1, 0}));
-    // Of triangle 0 at vertex 1: e1 = (-1, 0, 0), e2 = (0, 1, 0), so T = e1 * 1 - e2 * 0 and B = e1 * 0 - e2
-    // * -1, whose cross product points down; both turn round.
-    EXPECT_EQ(g.tangents[1], (vect3{1, 0, 0}));
-    EXPECT_EQ(g.binormals[1], (vect3{0, -1, 0}));
+    // At vertex 1: e1 = (-1, 0, 0), e2 = (-1, 1, 0), so T = e1 * 1 - e2 * -1 and B = e1 * -1 - e2 * -1, whose
+    // cross product points down; both turn round.
+    const f32 length = std::sqrt(5.0f);
+    const f32 expected[] = {1, 0, 0, 0, 0, 1, 1, 1, 2 / length, -1 / length, 0, 0, -1, 0};
+    const auto row = Rows(g)[1];
+    ASSERT_EQ(row.size(), std::size(expected));
+    for (std::size_t i = 0; i < row.size(); ++i) EXPECT_NEAR(row[i], expected[i], 1e-6f) << i;
 }
 
 TEST_F(GeometryDevice, WithoutShapeOrBuffersStaysQuiet) {

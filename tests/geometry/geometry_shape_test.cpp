@@ -4,7 +4,6 @@
 #include <cfloat>
 #include <cmath>
 
-#include "fxutil/math.h"
 #include "geometry/geometry_composite.h"
 #include "geometry/geometry_simple.h"
 #include "scene/value_operations.h"
@@ -74,16 +73,19 @@ TEST(GeometryShape, BoundsAreKeptUntilTheGeometryChangesThem) {
 TEST(GeometryShape, TransformMovesPositionsAndKeepsNormalsUpright) {
     GeometrySimple g;
     g.positions = {{1, 1, 0}};
-    const f32 half = std::sqrt(0.5f);
-    g.normals = {{half, half, 0}};
-    matrix m;
-    D3DXMatrixScaling(&m, 2, 1, 1);
-    m.m[3][1] = 5;
-    g.Transform(m);
-    EXPECT_EQ(g.positions[0], (vect3{2, 6, 0}));
-    // The slope (1, -1) became (2, -1): what stands upright on it is (1, 2).
-    EXPECT_NEAR(g.normals[0].x, 1 / std::sqrt(5.0f), 1e-6f);
-    EXPECT_NEAR(g.normals[0].y, 2 / std::sqrt(5.0f), 1e-6f);
+    g.normals = {{0, 1, 0}};
+    matrix shear = kMatrixIdentity;
+    shear.m[0][1] = 1;
+    shear.m[3][1] = 5;
+    g.Transform(shear);
+    EXPECT_EQ(g.positions[0], (vect3{1, 7, 0}));
+    // The slope (1, 0) became (1, 1): what stands upright on it is (-1, 1).
+    EXPECT_NEAR(g.normals[0].x, -std::sqrt(0.5f), 1e-6f);
+    EXPECT_NEAR(g.normals[0].y, std::sqrt(0.5f), 1e-6f);
+
+    g.triangles = {{{1, 2, 3}}};
+    g.FlipWinding();
+    EXPECT_EQ(g.triangles[0], (Triangle{{2, 1, 3}}));
 }
 
 TEST(GeometryShape, SplitKeepsVerticesInTheOrderTheyAreMet) {

@@ -199,22 +199,6 @@ TEST_F(MeshDevice, CompositeGoesPartByPart) {
     EXPECT_EQ(log, (Log{"begin opaque", "pass 0", "draw a", "draw b", "draw c", "end"}));
 }
 
-TEST_F(MeshDevice, TooFewAttributesAreRefusedAndNotReadPast) {
-    MaterialComposite materials;
-    logged::Material opaque("opaque", log, 1, 1);
-    materials.AddMaterial(&opaque);
-    MeshSimple mesh;
-    mesh.SetGeometryParts(new GeometryComposite(std::vector<Geometry*>{new logged::Geometry("a", log),
-                                                                       new logged::Geometry("b", log)}),
-                          {0});
-    mesh.SetMaterial(&materials);
-    std::string reason;
-    EXPECT_FALSE(mesh.Validate(reason));
-    DrawQueue queue;
-    mesh.Enqueue(&queue);
-    EXPECT_EQ(queue.Count(), 1u);
-}
-
 TEST_F(MeshDevice, InitializeWithoutGeometryTellsAPerson) {
     const testing_messages::Listener tracer;
     MeshSimple mesh;

@@ -402,13 +402,6 @@ TEST(DebugDrawing, IsUnlitAndUntextured) {
     EXPECT_EQ(engine.recorded().Count("SetRenderState", {D3DRS_LIGHTING, FALSE}), 1u);
     EXPECT_EQ(engine.recorded().Count("SetTexture", {0, 0}), 1u);
     EXPECT_EQ(engine.recorded().Count("SetFVF", {D3DFVF_XYZRHW | D3DFVF_DIFFUSE}), 1u);
-
-    engine.recorded().Clear();
-    context.SetWorld(MatrixTranslation({7, 7, 7}));
-    context.DrawPoint3D({5, 6, 7}, {0, 0, 1, 1});
-    EXPECT_EQ(engine.recorded().Named("DrawPrimitive").at(0).args, (std::vector<i64>{D3DPT_POINTLIST, 0, 1}));
-    EXPECT_EQ(context.transforms.GetWorld(), kMatrixIdentity);
-    EXPECT_EQ(engine.recorded().Named("SetStreamSource").at(0).args[3], 16);
 }
 
 }  // namespace
