@@ -371,8 +371,9 @@ HRESULT FilterFace(Texture* texture, u32 face, u32 source_level, const Filter& f
         for (u32 i = source_level + 1; i < levels; ++i) {
             const ComPtr<IDirect3DSurface9> surface = SurfaceOf(texture, face, i);
             if (!surface) return D3DERR_INVALIDCALL;
-            raster = fxutil::Resample(std::move(raster), std::max(raster.width / 2, 1u),
-                                      std::max(raster.height / 2, 1u), filter.resample);
+            const u32 width = std::max(raster.width / 2, 1u);
+            const u32 height = std::max(raster.height / 2, 1u);
+            raster = fxutil::Resample(std::move(raster), width, height, filter.resample);
             if (const HRESULT hr = WriteSurface(surface.Get(), raster, filter.dither); FAILED(hr)) return hr;
         }
         return D3D_OK;
