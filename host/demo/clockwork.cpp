@@ -27,11 +27,6 @@ vect3 PlanetAt(const Orbit& orbit, float time) {
     return {orbit.radius * std::cos(a), orbit.radius * std::sin(a), 0};
 }
 
-float Eased(float from, float to, float time) {
-    const float t = Clamp01((time - from) / (to - from));
-    return t * t * t * (t * (t * 6 - 15) + 10);
-}
-
 vect3 FirstEye(float time) {
     const float t = Eased(kClockworkIn - 1.6f, kClockworkSecond + 0.5f, time);
     const float angle = Mix(-1.9f, -1.05f, t), distance = Mix(3.4f, 27, t);

@@ -17,6 +17,11 @@ float Smooth(float low, float high, float x) {
     return t * t * (3 - 2 * t);
 }
 
+float Eased(float from, float to, float time) {
+    const float t = Clamp01((time - from) / (to - from));
+    return t * t * t * (t * (t * 6 - 15) + 10);
+}
+
 float Mix(float a, float b, float t) { return a + (b - a) * t; }
 
 color Mix(const color& a, const color& b, float t) {

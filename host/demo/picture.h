@@ -22,6 +22,8 @@ constexpr float F(T value) {
 float Clamp01(float x);
 // 0 below `low`, 1 above `high`, an S between them.
 float Smooth(float low, float high, float x);
+// From 0 at `from` to 1 at `to`, at rest at both.
+float Eased(float from, float to, float time);
 float Mix(float a, float b, float t);
 color Mix(const color& a, const color& b, float t);
 // The colour times `s`, alpha as it is.
