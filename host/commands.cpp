@@ -21,7 +21,8 @@ namespace {
 namespace fs = std::filesystem;
 
 std::string LibraryPath(const Common& common) {
-    return common.effects_file.empty() ? (fs::path(ProgramFolder()) / "libfx.xml").string() : common.effects_file;
+    return common.effects_file.empty() ? (fs::path(ProgramFolder()) / "libfx.xml").string()
+                                       : common.effects_file;
 }
 std::string ModulePath(const Common& common) {
     return common.module.empty() ? (fs::path(ProgramFolder()) / "osmDriver.so").string() : common.module;

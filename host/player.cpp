@@ -12,7 +12,6 @@
 
 namespace host {
 
-
 Player::Player(Module& module, const Project& project, const EffectLibrary& library, unsigned width,
                unsigned height)
     : driver_(module.Driver()),
