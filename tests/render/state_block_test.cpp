@@ -199,10 +199,11 @@ const Texts kUnusualStates = {State(D3DRS_ALPHABLENDENABLE, 1),
                               State(D3DRS_CCW_STENCILFUNC, D3DCMP_NOTEQUAL)};
 
 TEST(RenderStatesOnDevice, GoOutGroupByGroupAndOnceWithoutClippingThroughTheContext) {
-    support::EngineDevice engine;
-    Unusual(0xffff).ApplyAll(engine.context());
-    EXPECT_EQ(engine.recorded().Texts(), kUnusualStates);
-
+    {
+        support::EngineDevice engine;
+        Unusual(0xffff).ApplyAll(engine.context());
+        EXPECT_EQ(engine.recorded().Texts(), kUnusualStates);
+    }
     support::EngineDevice fresh;
     fresh.context().ApplyRenderState(Unusual(0xffff));
     Texts expected = kUnusualStates;
