@@ -87,10 +87,21 @@ void Player::MakeEffects(const EffectLibrary&) {
             playing.effect->SetStart(static_cast<f32>(clip.start));
             playing.effect->SetLength(static_cast<f32>(clip.length));
             playing.effect->LoadState(playing.node.get(), &context);
+            playing.follows_view = FollowsView(clip);
             playing.effect->Init();
             clips_.push_back(std::move(playing));
         }
     }
+}
+
+bool Player::FollowsView(const Clip& clip) const {
+    for (const pugi::xml_node& value : clip.node.children("controler")) {
+        const auto found = data_.find(value.attribute("value").as_string());
+        if (found != data_.end() && found->second->GetType() == osm3d::kDataScene &&
+            static_cast<const osm3d::SceneData&>(*found->second).followsView)
+            return true;
+    }
+    return false;
 }
 
 bool Player::IsActive(const Clip& clip, double seconds) {
@@ -106,6 +117,14 @@ bool Player::HasPicture(double seconds) const {
 }
 
 void Player::Draw(double seconds) {
+    // A picture is to depend on its time alone: what follows the view gets the view of this very picture, by
+    // a first round that the main one clears away.
+    for (const Playing& playing : clips_) {
+        if (!playing.follows_view || !IsActive(*playing.clip, seconds)) continue;
+        playing.effect->Update(0, static_cast<f32>(seconds));
+        playing.effect->ClearTarget();
+        playing.effect->Draw();
+    }
     bool opened = false;
     for (const Playing& playing : clips_) {
         if (!IsActive(*playing.clip, seconds)) continue;

@@ -39,11 +39,13 @@ class Player {
         const Clip* clip = nullptr;
         std::unique_ptr<ProjectNode> node;
         osm3d::Effect* effect = nullptr;
+        bool follows_view = false;  // its scene shows the view of the picture before
     };
 
     void LoadData();
     void MakeEffects(const EffectLibrary& library);
     void Stop();
+    bool FollowsView(const Clip& clip) const;
     static bool IsActive(const Clip& clip, double seconds);
 
     osm3d::Driver& driver_;

@@ -34,7 +34,10 @@ std::string FileNameOfPath(const std::string& path) {
 
 // ---- scenes
 
-data_scene::data_scene(SceneHierarchy* loaded) : attached(loaded) { scene = loaded; }
+data_scene::data_scene(SceneHierarchy* loaded) : attached(loaded) {
+    scene = loaded;
+    followsView = loaded != nullptr && loaded->FollowsView();
+}
 
 data_scene::data_scene() = default;
 
@@ -70,6 +73,7 @@ bool data_scene::ReadFile(const std::string& file) {
     }
     graph = std::move(read);
     scene = loaded;
+    followsView = usable && scene->FollowsView();
     if (usable) {
         scene->LoadResources();
     }

@@ -61,6 +61,10 @@ class SceneData : public DataObjectBase {
 
     /// Null until loaded.
     SceneHierarchy* scene = nullptr;
+    /// Whether a picture of the scene depends on the view of the picture before
+    /// (SceneHierarchy::FollowsView). A host that wants a picture to depend on its time alone draws such a
+    /// scene twice and keeps the second picture.
+    bool followsView = false;
 };
 
 /// The part of an image data object that effects read.

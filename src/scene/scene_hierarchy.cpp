@@ -10,6 +10,7 @@
 #include "io/stream.h"
 #include "material/material.h"
 #include "material/material_composite.h"
+#include "material/material_simple.h"
 #include "material/texture.h"
 #include "render/context.h"
 #include "render/scene_renderer.h"
@@ -143,6 +144,19 @@ void SceneHierarchy::Write(osmio::OutStream* out) {
 }
 
 // ---- loading
+
+bool SceneHierarchy::FollowsView() const {
+    for (const Material* material : materials) {
+        const auto* simple = dynamic_cast<const MaterialSimple*>(material);
+        for (u32 i = 0; simple != nullptr && i < simple->StageCount(); ++i) {
+            const TextureStage* stage = simple->GetStage(i);
+            if (stage != nullptr && stage->GetTransformMode() == TextureStage::kTransformCameraReflection) {
+                return true;
+            }
+        }
+    }
+    return false;
+}
 
 void SceneHierarchy::LoadResources() {
     for (Texture* texture : textures) {

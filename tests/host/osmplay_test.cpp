@@ -153,6 +153,61 @@ TEST_F(Osmplay, RenderLaysClipsOverEachOtherInTheOrderOfTheirLayers) {
     EXPECT_EQ(ReadPng(folder.File("s.png")).rgb, frame(2).rgb);
 }
 
+// A stage that follows the camera takes the view of the picture before; osmplay's frames depend on their time
+// alone.
+TEST_F(Osmplay, AFrameIsTheSameAloneAndInARunWhereAReflectionFollowsTheCamera) {
+    om2::SceneFile s;
+    om2::File& f = s.file;
+    int node = -1, texture = -1, material = -1;
+    s.textures.push_back([&] {
+        texture = f.EmbeddedTexture(om2::Tga(2, 2, {{255, 0, 0}, {0, 255, 0}, {0, 0, 255}, {255, 255, 0}}));
+    });
+    s.materials.push_back([&] {
+        om2::File::MaterialColors colors;
+        colors.diffuse = {0, 0, 0, 1};
+        colors.emissive = {1, 1, 1, 1};
+        om2::File::StageState state;
+        state.coord_index = 19;
+        state.transform_count = 2;
+        state.mag = state.min = 2;
+        material = f.Material(
+            colors, 1, [&] { f.RenderState(); },
+            [&] {
+                f.I32(1);
+                f.TextureStage(s.Ref(texture), state, 2, 0, 1);
+            });
+    });
+    s.tree = [&] {  // a quarter turn about the view axis in 100 units
+        node = f.Chunk("HINO", 1, [&] {
+            f.I32(0);
+            f.Chunk("CPRS", 1, [&] {
+                f.ConstVec3({0, 0, 5});
+                f.Linear<4>("CLQU", {{0, {0, 0, 0, 1}}, {100, {0, 0, 0.70710678f, 0.70710678f}}});
+                f.ConstVec3({1, 1, 1});
+            });
+        });
+        f.I32(0);
+    };
+    s.cameras = [&] {
+        f.I32(1);
+        s.camera = f.Camera([&] { f.Ref(node); }, om2::kHalfPi, 1, 100);
+    };
+    s.Mesh(om2::Quad(-4, -4, 4, 4), s.Ref(material), s.Null());
+    folder.Write("mirror.om2", s.Bytes());
+    const std::string project = folder.Write("mirror.xml", R"(<project fps="4" length="1">
+  <data><scene name="mirror" file="mirror.om2"/></data>
+  <layer><clip effect="fx_simple_scene" length="1">
+    <controler name="scene" value="mirror"/>
+    <controler name="time"><key time="0" value="0"/><key time="1" value="1"/></controler>
+  </clip></layer>
+</project>)");
+    ASSERT_EQ(Run("render " + project + " -o " + folder.File("run")).status, 0);
+    ASSERT_EQ(Run("render " + project + " -o " + folder.File("alone") + " --frames 3:4").status, 0);
+    const Pixels run = ReadPng(folder.File("run/frame_000003.png"));
+    EXPECT_EQ(run.rgb, ReadPng(folder.File("alone/frame_000003.png")).rgb);
+    EXPECT_NE(run.rgb, ReadPng(folder.File("run/frame_000002.png")).rgb);
+}
+
 TEST_F(Osmplay, TellsMistakesOfAProjectWithTheirPlace) {
     const std::string head = "<project>\n<data><bitmap name=\"b\" file=\"b.png\"/></data>\n<layer>\n";
     const std::string tail = "</layer></project>";

@@ -193,7 +193,8 @@ class File {
         Floats(s.matrix);
     }
     // A texture stage with neutral controllers. Version 1 has no transform mode.
-    int TextureStage(const Body& texture, const StageState& state, unsigned version = 2, float u_offset = 0) {
+    int TextureStage(const Body& texture, const StageState& state, unsigned version = 2, float u_offset = 0,
+                     unsigned transform_mode = 0) {
         return Chunk("TS__", version, [&] {
             texture();
             Stage(state);
@@ -204,7 +205,7 @@ class File {
             ConstFloat(0);
             ConstFloat(0);
             ConstFloat(0);
-            if (version >= 2) U8(0);
+            if (version >= 2) U8(transform_mode);
         });
     }
     // A bitmap texture with the image file's bytes in it.
