@@ -27,9 +27,6 @@ void ReportCount(const std::string& name, long long count, long long expected);
 // False once a figure was out of its bound.
 bool AllKept();
 
-// How often operator new was called in this process.
-long long Allocations();
-
 void Loading();
 void Device();
 void Frames();

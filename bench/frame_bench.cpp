@@ -11,6 +11,7 @@
 #include "driver/driver.h"
 #include "effects/simple_effects.h"
 #include "platform/system/window.h"
+#include "support/allocations.h"
 #include "support/engine_device.h"
 #include "support/om2_scene.h"
 #include "support/recording_device.h"
@@ -79,9 +80,9 @@ void Frames() {
             Clip clip(path);
             for (int i = 0; i < 3; ++i) clip.Frame();
             const support::Totals before = system.Recorded().totals;
-            const long long counted = Allocations();
+            const long long counted = support::Allocations();
             clip.Frame();
-            ReportCount("2,000 meshes: allocations in a warm frame", Allocations() - counted, 0);
+            ReportCount("2,000 meshes: allocations in a warm frame", support::Allocations() - counted, 0);
             const support::Totals& after = system.Recorded().totals;
             ReportCount("2,000 meshes: redundant device states",
                         static_cast<long long>(after.redundant_state_sets - before.redundant_state_sets), 0);
@@ -98,13 +99,13 @@ void Frames() {
         {
             Clip clip(path);
             for (int i = 0; i < 3; ++i) clip.Frame();
-            const long long counted = Allocations();
+            const long long counted = support::Allocations();
             constexpr int kFrames = 30;
             const double seconds = Seconds([&] {
                 for (int i = 0; i < kFrames; ++i) clip.Frame();
             });
             // The OpenGL driver allocates with malloc, which is not counted here.
-            ReportCount("2,000 meshes on our device: allocations", Allocations() - counted, 0);
+            ReportCount("2,000 meshes on our device: allocations", support::Allocations() - counted, 0);
             fmt::print("{:<44} {:.2f} ms\n", "2,000 meshes on our device: a frame", seconds / kFrames * 1e3);
         }
         playback.Stop();

@@ -1,9 +1,7 @@
 // The order of a scene's work: loading, updating, the chain of renderers, the queue.
 #include <gtest/gtest.h>
 
-#include <cstdlib>
 #include <memory>
-#include <new>
 #include <string>
 #include <vector>
 
@@ -20,30 +18,11 @@
 #include "scene/scene_hierarchy.h"
 #include "scene/transformation_prs.h"
 #include "scene/value_operations.h"
+#include "support/allocations.h"
 #include "support/engine_device.h"
 
 using namespace osm3d;
 using Log = std::vector<std::string>;
-
-namespace {
-
-u64 allocations = 0;
-
-}  // namespace
-
-// A sanitizer brings its own.
-#if defined(OSM_SANITIZE)
-constexpr bool kCountsAllocations = false;
-#else
-constexpr bool kCountsAllocations = true;
-void* operator new(std::size_t size) {
-    ++allocations;
-    if (void* memory = std::malloc(size)) return memory;
-    throw std::bad_alloc();
-}
-void operator delete(void* memory) noexcept { std::free(memory); }
-void operator delete(void* memory, std::size_t) noexcept { std::free(memory); }
-#endif
 
 namespace {
 
@@ -334,11 +313,11 @@ TEST(SceneFrame, NeitherAllocatesNorRepeatsItself) {
     frame();
     const u64 draws = recorded.totals.draws;
     const u64 redundant = recorded.totals.redundant_state_sets;
-    const u64 before = allocations;
+    const long long before = support::Allocations();
     frame();
-    const u64 made = allocations - before;
+    const long long made = support::Allocations() - before;
     EXPECT_EQ(recorded.totals.draws - draws, kMeshes);
-    if (kCountsAllocations) {
+    if (support::kCountsAllocations) {
         EXPECT_GT(before, 0u);
         EXPECT_EQ(made, 0u);
     }

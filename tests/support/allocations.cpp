@@ -1,9 +1,8 @@
-// Counts every allocation of the process.
+#include "support/allocations.h"
+
 #include <atomic>
 #include <cstdlib>
 #include <new>
-
-#include "bench.h"
 
 namespace {
 
@@ -11,6 +10,7 @@ std::atomic<long long> allocations{0};
 
 }  // namespace
 
+#if !defined(OSM_SANITIZE)
 void* operator new(std::size_t size) {
     allocations.fetch_add(1, std::memory_order_relaxed);
     if (void* memory = std::malloc(size ? size : 1)) return memory;
@@ -18,5 +18,6 @@ void* operator new(std::size_t size) {
 }
 void operator delete(void* memory) noexcept { std::free(memory); }
 void operator delete(void* memory, std::size_t) noexcept { std::free(memory); }
+#endif
 
-long long bench::Allocations() { return allocations; }
+long long support::Allocations() { return allocations; }
