@@ -166,7 +166,7 @@ using CreationDeathTest = Creation;
 
 TEST_F(CreationDeathTest, FatalMessages) {
     GTEST_FLAG_SET(death_test_style, "threadsafe");
-    const auto dies = [this](const std::function<void()>& with, const std::string& message) {
+    const auto dies = [](const std::function<void()>& with, const std::string& message) {
         EXPECT_DEATH(
             {
                 with();
