@@ -13,12 +13,12 @@
 #include "material/material_simple.h"
 #include "material/texture.h"
 #include "render/context.h"
-#include "render/scene_renderer.h"
 #include "scene/atmospheric.h"
 #include "scene/camera.h"
 #include "scene/hierarchy_node.h"
 #include "scene/light.h"
 #include "scene/object_list.h"
+#include "scene/scene_renderer.h"
 #include "scene/value_operations.h"
 
 namespace osm3d {

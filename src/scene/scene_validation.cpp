@@ -8,12 +8,12 @@
 #include "geometry/mesh.h"
 #include "material/material.h"
 #include "material/texture.h"
-#include "render/scene_renderer.h"
 #include "scene/atmospheric.h"
 #include "scene/camera.h"
 #include "scene/hierarchy_node.h"
 #include "scene/light.h"
 #include "scene/scene_hierarchy.h"
+#include "scene/scene_renderer.h"
 
 namespace osm3d {
 

@@ -1,4 +1,4 @@
-#include "render/scene_renderer.h"
+#include "render/scene_renderer_multirender.h"
 
 #include "material/material.h"
 #include "render/context.h"
