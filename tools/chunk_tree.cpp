@@ -8,10 +8,15 @@
 #include <unordered_set>
 #include <utility>
 
+#include "io/chunked_stream.h"
+#include "scene/hierarchy_node.h"
+
 namespace tools {
 namespace {
 
-constexpr unsigned kMaxDepth = 256;
+// As deep as the engine's reader goes.
+constexpr unsigned kMaxNesting = osmio::InStreamChunked::kMaxNesting;
+constexpr unsigned kMaxTreeDepth = osm3d::HierarchyNode::kMaxTreeDepth;
 constexpr std::size_t kMaxShown = 4;  // values of an array that are printed
 
 const std::map<std::string, const char*>& ClassNames() {
@@ -192,12 +197,12 @@ class Walker {
             return;
         }
         ids_.insert(node.id);
-        if (++depth_ > kMaxDepth) {
+        if (++nesting_ > kMaxNesting) {
             Break("objects nest deeper than a reader goes");
             return;
         }
         Record(node);
-        --depth_;
+        --nesting_;
         if (!broken_ && at_ != end) {
             tree_.faults.push_back(
                 {node.offset, fmt::format("{} ({}) says that its body has {} bytes, but its fields take {}",
@@ -220,13 +225,13 @@ class Walker {
         Node node;
         Slot(name, node);
         if (node.kind != Node::Kind::Null && !broken_) {
-            if (++depth_ > kMaxDepth) {
+            if (++tree_depth_ > kMaxTreeDepth + 1) {
                 Break("the tree is deeper than a reader goes");
             } else {
                 const std::size_t count = Count(node, "children", 4);
                 for (std::size_t i = 0; i < count && !broken_; ++i) Tree(node, fmt::format("child[{}]", i));
             }
-            --depth_;
+            --tree_depth_;
         }
         parent.children.push_back(std::move(node));
     }
@@ -423,7 +428,7 @@ class Walker {
     const bool packed_;
     ChunkTree& tree_;
     std::size_t at_ = 0;
-    unsigned depth_ = 0;
+    unsigned nesting_ = 0, tree_depth_ = 0;
     bool broken_ = false;
     std::unordered_set<unsigned> ids_;
 };

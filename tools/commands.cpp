@@ -34,9 +34,8 @@ osm3d::SceneHierarchy* LoadScene(const std::string& file, osmio::ObjectGraph& gr
     return scene;
 }
 
-// Writes `scene` with its chunks, whole or not at all.
-void WriteScene(const std::string& path, osm3d::SceneHierarchy& scene) {
-    cli::WholeFile file(path);
+// Writes `scene` with its chunks beside where `file` is to be; the caller commits.
+void WriteBeside(cli::WholeFile& file, const std::string& path, osm3d::SceneHierarchy& scene) {
     file.CloseHandle();
     std::unique_ptr<osmio::OutStream> out(osmio::OpenChunkedOutput(file.Beside(), osmio::kCompressionNone));
     if (!out) throw cli::Error(fmt::format("{}: cannot be written", path));
@@ -44,7 +43,6 @@ void WriteScene(const std::string& path, osm3d::SceneHierarchy& scene) {
     const bool written = out->Flush();
     out.reset();
     if (!written) throw cli::Error(fmt::format("{}: cannot be written: the disk did not take it", path));
-    file.Commit();
 }
 
 // Whether the image is in the object, or its file is there to be read.
@@ -111,13 +109,10 @@ void Pack(const std::string& in, const std::string& out, bool embed) {
                 throw cli::Error(fmt::format("{}: image \"{}\" cannot be read to be embedded", in,
                                              texture->GetFileName()));
         }
-        WriteScene(out, *scene);
-        try {
-            envelope = ReadEnvelope(out);
-        } catch (const cli::Error&) {
-            std::filesystem::remove(out);
-            throw;
-        }
+        cli::WholeFile plain(
+            out);  // never committed: what stands at `out` stays until the packed form is whole
+        WriteBeside(plain, out, *scene);
+        envelope = ReadEnvelope(plain.Beside());
     }
     WriteWhole(out, MakeEnvelope(Form::Packed, envelope.objects));
 }
@@ -139,7 +134,9 @@ void Import(const ImportOptions& options) {
     std::string reason;
     if (!osm3d::ValidateScene(*scene, reason))
         throw cli::Error(fmt::format("{}: makes a scene that cannot be played: {}", options.model, reason));
-    WriteScene(options.out, *scene);
+    cli::WholeFile file(options.out);
+    WriteBeside(file, options.out, *scene);
+    file.Commit();
     std::size_t vertices = 0, triangles = 0;
     for (const ModelMesh& mesh : model.meshes) {
         vertices += mesh.positions.size();

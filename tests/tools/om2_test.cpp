@@ -115,6 +115,23 @@ TEST_F(Om2, CheckTellsWhatKeepsAFileFromLoading) {
     EXPECT_NE(half.out.find("at byte "), std::string::npos) << half.out;
 }
 
+// As deep as the engine takes a tree, and one level deeper: info and check say what the engine says.
+TEST_F(Om2, CheckFollowsATreeAsDeepAsTheEngineDoes) {
+    for (const int below : {512, 513}) {
+        om2::SceneFile s;
+        s.tree = [&] {
+            for (int level = 0; level <= below; ++level) {
+                s.file.PlainNode();
+                s.file.I32(level < below ? 1 : 0);
+            }
+        };
+        const Outcome outcome = Run("check " + folder.Write("deep.om2", s.Bytes()));
+        EXPECT_EQ(outcome.status, below == 512 ? 0 : 1) << outcome.out;
+        EXPECT_EQ(std::count(outcome.out.begin(), outcome.out.end(), '\n'), below == 512 ? 1 : 2)
+            << outcome.out;
+    }
+}
+
 TEST_F(Om2, PackAndUnpackComeBackToTheSameBytes) {
     om2::SceneFile s;
     s.textures.push_back([&] { s.file.EmbeddedTexture(om2::Tga(1, 1, {{1, 2, 3}})); });
@@ -137,6 +154,7 @@ TEST_F(Om2, NamedImagesArePackedOnlyWhenEmbedded) {
     const std::string packed = folder.File("packed.om2");
     ExpectRefusal("pack " + plain + " -o " + packed, "--embed");
     ASSERT_EQ(Run("pack --embed " + plain + " -o " + packed).status, 0);
+    EXPECT_EQ(folder.Names().size(), 3u);  // the image, the scene, the packed scene
     const Outcome info = Run("info " + packed);
     EXPECT_NE(info.out.find("embedded bytes 22"), std::string::npos) << info.out;
     std::filesystem::remove(image);
