@@ -24,7 +24,7 @@ Player::Player(Module& module, const Project& project, const EffectLibrary& libr
                                                        project.background[2], 0.0f};
     try {
         LoadData();
-        MakeEffects(library);
+        MakeEffects();
     } catch (...) {
         Stop();
         throw;
@@ -66,7 +66,7 @@ void Player::LoadData() {
     }
 }
 
-void Player::MakeEffects(const EffectLibrary&) {
+void Player::MakeEffects() {
     ClipContext context;
     context.file = project_.file.get();
     context.find_data = [this](const std::string& name) -> osm3d::DataObject* {
@@ -82,7 +82,6 @@ void Player::MakeEffects(const EffectLibrary&) {
             if (!playing.effect)
                 throw cli::Error(
                     fmt::format("{}: the module has no effect {}", clip.place, clip.effect->name));
-            context.effect = clip.effect;
             context.length = clip.length;
             playing.effect->SetStart(static_cast<f32>(clip.start));
             playing.effect->SetLength(static_cast<f32>(clip.length));

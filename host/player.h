@@ -43,7 +43,7 @@ class Player {
     };
 
     void LoadData();
-    void MakeEffects(const EffectLibrary& library);
+    void MakeEffects();
     void Stop();
     bool FollowsView(const Clip& clip) const;
     static bool IsActive(const Clip& clip, double seconds);

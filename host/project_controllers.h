@@ -37,7 +37,6 @@ using DataLookup = std::function<osm3d::DataObject*(const std::string& name)>;
 // What a controller needs to read its clip: handed through LoadState as the context word.
 struct ClipContext {
     const XmlFile* file = nullptr;
-    const EffectEntry* effect = nullptr;
     double length = 0;  // of the clip, seconds
     DataLookup find_data;
 };
