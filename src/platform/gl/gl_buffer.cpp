@@ -193,10 +193,6 @@ HRESULT GlVertexBuffer::QueryInterface(REFIID riid, void** object) {
     return S_OK;
 }
 
-DWORD GlVertexBuffer::SetPriority(DWORD priority) { return ChangePriority(priority); }
-
-void GlVertexBuffer::PreLoad() { Prepare(); }
-
 HRESULT GlVertexBuffer::GetDesc(D3DVERTEXBUFFER_DESC* desc) {
     if (!desc) return D3DERR_INVALIDCALL;
     *desc = {format_, D3DRTYPE_VERTEXBUFFER, usage_, pool_, size_, fvf_};
@@ -213,10 +209,6 @@ HRESULT GlIndexBuffer::QueryInterface(REFIID riid, void** object) {
     *object = static_cast<IDirect3DIndexBuffer9*>(this);
     return S_OK;
 }
-
-DWORD GlIndexBuffer::SetPriority(DWORD priority) { return ChangePriority(priority); }
-
-void GlIndexBuffer::PreLoad() { Prepare(); }
 
 HRESULT GlIndexBuffer::GetDesc(D3DINDEXBUFFER_DESC* desc) {
     if (!desc) return D3DERR_INVALIDCALL;

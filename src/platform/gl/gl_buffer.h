@@ -80,43 +80,40 @@ class GlBuffer : public GlObject {
     std::size_t current_ = 0;
 };
 
-class GlVertexBuffer final : public IDirect3DVertexBuffer9, public GlBuffer {
+// The operations that both interfaces have.
+template <class BufferInterface, D3DRESOURCETYPE kType>
+class GlBufferOf : public BufferInterface, public GlBuffer {
   public:
-    GlVertexBuffer(GlDevice& device, u32 size, DWORD usage, DWORD fvf, D3DPOOL pool)
-        : GlBuffer(device, size, usage, pool, D3DFMT_VERTEXDATA, fvf, false) {}
+    using GlBuffer::GlBuffer;
 
-    HRESULT QueryInterface(REFIID riid, void** object) override;
     ULONG AddRef() override { return AddPublic(); }
     ULONG Release() override { return ReleasePublic(); }
     HRESULT GetDevice(IDirect3DDevice9** device) override { return DeviceOut(device); }
-    DWORD SetPriority(DWORD priority) override;
+    DWORD SetPriority(DWORD priority) override { return ChangePriority(priority); }
     DWORD GetPriority() override { return priority_; }
-    void PreLoad() override;
-    D3DRESOURCETYPE GetType() override { return D3DRTYPE_VERTEXBUFFER; }
+    void PreLoad() override { Prepare(); }
+    D3DRESOURCETYPE GetType() override { return kType; }
     HRESULT Lock(UINT offset, UINT size, void** data, DWORD flags) override {
         return LockRange(offset, size, data, flags);
     }
     HRESULT Unlock() override { return UnlockRange(); }
+};
+
+class GlVertexBuffer final : public GlBufferOf<IDirect3DVertexBuffer9, D3DRTYPE_VERTEXBUFFER> {
+  public:
+    GlVertexBuffer(GlDevice& device, u32 size, DWORD usage, DWORD fvf, D3DPOOL pool)
+        : GlBufferOf(device, size, usage, pool, D3DFMT_VERTEXDATA, fvf, false) {}
+
+    HRESULT QueryInterface(REFIID riid, void** object) override;
     HRESULT GetDesc(D3DVERTEXBUFFER_DESC* desc) override;
 };
 
-class GlIndexBuffer final : public IDirect3DIndexBuffer9, public GlBuffer {
+class GlIndexBuffer final : public GlBufferOf<IDirect3DIndexBuffer9, D3DRTYPE_INDEXBUFFER> {
   public:
     GlIndexBuffer(GlDevice& device, u32 size, DWORD usage, D3DFORMAT format, D3DPOOL pool)
-        : GlBuffer(device, size, usage, pool, format, 0, true) {}
+        : GlBufferOf(device, size, usage, pool, format, 0, true) {}
 
     HRESULT QueryInterface(REFIID riid, void** object) override;
-    ULONG AddRef() override { return AddPublic(); }
-    ULONG Release() override { return ReleasePublic(); }
-    HRESULT GetDevice(IDirect3DDevice9** device) override { return DeviceOut(device); }
-    DWORD SetPriority(DWORD priority) override;
-    DWORD GetPriority() override { return priority_; }
-    void PreLoad() override;
-    D3DRESOURCETYPE GetType() override { return D3DRTYPE_INDEXBUFFER; }
-    HRESULT Lock(UINT offset, UINT size, void** data, DWORD flags) override {
-        return LockRange(offset, size, data, flags);
-    }
-    HRESULT Unlock() override { return UnlockRange(); }
     HRESULT GetDesc(D3DINDEXBUFFER_DESC* desc) override;
 };
 

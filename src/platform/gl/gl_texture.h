@@ -76,21 +76,20 @@ class GlTexture : public GlObject {
     std::vector<std::unique_ptr<GlSurface>> surfaces_;
 };
 
-class GlTexture2D final : public IDirect3DTexture9, public GlTexture {
+// The operations that both interfaces have.
+template <class TextureInterface, D3DRESOURCETYPE kType>
+class GlTextureOf : public TextureInterface, public GlTexture {
   public:
-    GlTexture2D(GlDevice& device, const Desc& desc) : GlTexture(device, desc) {}
+    GlTextureOf(GlDevice& device, const Desc& desc) : GlTexture(device, desc) {}
     IDirect3DBaseTexture9* Interface() override { return this; }
 
-    HRESULT QueryInterface(REFIID riid, void** object) override {
-        return Query(riid, IID_IDirect3DTexture9, static_cast<IDirect3DTexture9*>(this), object);
-    }
     ULONG AddRef() override { return AddPublic(); }
     ULONG Release() override { return ReleasePublic(); }
     HRESULT GetDevice(IDirect3DDevice9** device) override { return DeviceOut(device); }
     DWORD SetPriority(DWORD priority) override { return ChangePriority(priority); }
     DWORD GetPriority() override { return priority_; }
     void PreLoad() override { Prepare(); }
-    D3DRESOURCETYPE GetType() override { return D3DRTYPE_TEXTURE; }
+    D3DRESOURCETYPE GetType() override { return kType; }
     DWORD SetLOD(DWORD lod) override { return ChangeLod(lod); }
     DWORD GetLOD() override { return Lod(); }
     DWORD GetLevelCount() override { return Levels(); }
@@ -98,6 +97,15 @@ class GlTexture2D final : public IDirect3DTexture9, public GlTexture {
     D3DTEXTUREFILTERTYPE GetAutoGenFilterType() override { return auto_gen_filter; }
     void GenerateMipSubLevels() override { Prepare(); }
     HRESULT GetLevelDesc(UINT level, D3DSURFACE_DESC* desc) override { return LevelDesc(level, desc); }
+};
+
+class GlTexture2D final : public GlTextureOf<IDirect3DTexture9, D3DRTYPE_TEXTURE> {
+  public:
+    using GlTextureOf::GlTextureOf;
+
+    HRESULT QueryInterface(REFIID riid, void** object) override {
+        return Query(riid, IID_IDirect3DTexture9, static_cast<IDirect3DTexture9*>(this), object);
+    }
     HRESULT GetSurfaceLevel(UINT level, IDirect3DSurface9** surface) override {
         return LevelSurface(0, level, surface);
     }
@@ -108,28 +116,13 @@ class GlTexture2D final : public IDirect3DTexture9, public GlTexture {
     HRESULT AddDirtyRect(const RECT* rect) override { return AddDirty(0, rect); }
 };
 
-class GlTextureCube final : public IDirect3DCubeTexture9, public GlTexture {
+class GlTextureCube final : public GlTextureOf<IDirect3DCubeTexture9, D3DRTYPE_CUBETEXTURE> {
   public:
-    GlTextureCube(GlDevice& device, const Desc& desc) : GlTexture(device, desc) {}
-    IDirect3DBaseTexture9* Interface() override { return this; }
+    using GlTextureOf::GlTextureOf;
 
     HRESULT QueryInterface(REFIID riid, void** object) override {
         return Query(riid, IID_IDirect3DCubeTexture9, static_cast<IDirect3DCubeTexture9*>(this), object);
     }
-    ULONG AddRef() override { return AddPublic(); }
-    ULONG Release() override { return ReleasePublic(); }
-    HRESULT GetDevice(IDirect3DDevice9** device) override { return DeviceOut(device); }
-    DWORD SetPriority(DWORD priority) override { return ChangePriority(priority); }
-    DWORD GetPriority() override { return priority_; }
-    void PreLoad() override { Prepare(); }
-    D3DRESOURCETYPE GetType() override { return D3DRTYPE_CUBETEXTURE; }
-    DWORD SetLOD(DWORD lod) override { return ChangeLod(lod); }
-    DWORD GetLOD() override { return Lod(); }
-    DWORD GetLevelCount() override { return Levels(); }
-    HRESULT SetAutoGenFilterType(D3DTEXTUREFILTERTYPE filter) override { return ChangeAutoGenFilter(filter); }
-    D3DTEXTUREFILTERTYPE GetAutoGenFilterType() override { return auto_gen_filter; }
-    void GenerateMipSubLevels() override { Prepare(); }
-    HRESULT GetLevelDesc(UINT level, D3DSURFACE_DESC* desc) override { return LevelDesc(level, desc); }
     HRESULT GetCubeMapSurface(D3DCUBEMAP_FACES face, UINT level, IDirect3DSurface9** surface) override {
         return LevelSurface(static_cast<u32>(face), level, surface);
     }
