@@ -13,6 +13,7 @@ namespace osm3d {
 
 class Camera;
 class Texture;
+class TextureCubemapFile;
 
 /// Applied before the meshes and taken back after them, or applied after them, or clearing the picture as the
 /// scene's background.
@@ -94,7 +95,7 @@ class AtmosphericFog : public Atmospheric {
     osmio::Slot<FloatController> intensityFar;
 };
 
-/// Clears to a colour or a bitmap. Stored as chunk ATBG.
+/// Clears to a colour, a bitmap or a cube around the eye. Stored as chunk ATBG.
 class AtmosphericBackground : public Atmospheric {
   public:
     /// Values of the clear mode.
@@ -117,18 +118,24 @@ class AtmosphericBackground : public Atmospheric {
     u32 GetClearMode() const { return clearMode; }
     ColorController* GetColor() const { return clearColor.Get(); }
     Texture* GetTexture() const { return texture; }
+    /// The texture of mode 3; null when the texture is of another class.
+    TextureCubemapFile* GetCube() const { return cube; }
 
     /// Clears to a colour; takes `value` over.
     void UseColor(ColorController* value);
     /// Clears to a picture, which is not owned.
     void UseBitmap(Texture* picture);
+    /// Clears to an environment of six separate images, which is not owned.
+    void UseCube(TextureCubemapFile* environment);
 
   private:
     void DrawBitmap();
+    void DrawCube(Camera* camera);
 
     u32 clearMode = 0;
     osmio::Slot<ColorController> clearColor;
     Texture* texture = nullptr;
+    TextureCubemapFile* cube = nullptr;
 };
 
 }  // namespace osm3d
