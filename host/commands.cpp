@@ -119,7 +119,13 @@ void Still(const Common& common, const StillOptions& options) {
     WarnOfSize(project, size.width, size.height);
     Module module(ModulePath(common));
     Player player(module, project, library, size.width, size.height);
-    player.Draw(is_scene ? 0 : options.time);
+    const double time = is_scene ? 0 : options.time;
+    if (options.profile) {
+        const double seconds = player.Profile(time);
+        fmt::print("{}: {:.2f} ms a frame, the picture read back{}\n", options.in, seconds * 1e3,
+                   player.ProfileReport());
+    }
+    player.Draw(time);
     WritePng(options.out, player.Grab());
 }
 

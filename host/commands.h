@@ -30,6 +30,7 @@ struct StillOptions {
     double time = 0;  // a scene file's in key units, a project's in seconds
     int camera = -1;  // below 0: the scene's own
     std::optional<Size> size;
+    bool profile = false;  // print where the frame's time went
 };
 void Still(const Common& common, const StillOptions& options);
 

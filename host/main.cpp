@@ -27,6 +27,7 @@ int main(int argc, char** argv) {
     still_command->add_option("--camera", still.camera, "which of the scene's cameras; else its own")
         ->check(CLI::NonNegativeNumber);
     still_command->add_option("--size", size, "WIDTHxHEIGHT; else the project's, or 640x480");
+    still_command->add_flag("--profile", still.profile, "print where the frame's time went");
 
     host::RenderOptions render;
     CLI::App* render_command = app.add_subcommand("render", "every frame of a project as a picture");

@@ -33,6 +33,11 @@ class Player {
     bool HasPicture(double seconds) const;
     // The frame drawn last. The reference holds until the next call.
     const Picture& Grab();
+    // Draws the frame at `seconds` several times and ends each; gives the seconds that the last one took,
+    // from the first call to the picture read back. ProfileReport then says where they went, one line per
+    // section, each begun by a line feed.
+    double Profile(double seconds);
+    std::string ProfileReport() const { return driver_.GetPlayback()->GetProfile(); }
 
   private:
     struct Playing {

@@ -2,6 +2,7 @@
 
 #include "render/context.h"
 #include "render/display.h"
+#include "trace/profiler.h"
 
 namespace osm3d {
 
@@ -37,6 +38,14 @@ void PlaybackHost::DrawEmptyFrame() {
     context->EndScene();
 }
 
-void PlaybackHost::Present() { context->Present(); }
+void PlaybackHost::Present() {
+    {
+        const trace::ProfilerScope scope(trace::presentSection);
+        context->Present();
+    }
+    trace::FrameTick();
+}
+
+const char* PlaybackHost::GetProfile() { return trace::ProfilerReport(); }
 
 }  // namespace osm3d

@@ -26,7 +26,12 @@ class PlaybackHost {
 
     /// A red cross on the clear colour, for a time with nothing to show. Needs Start.
     virtual void DrawEmptyFrame();
+    /// Ends the frame.
     virtual void Present();
+
+    /// Where the time between the last two Presents went, one line per section of the frame, each begun by a
+    /// line feed. Good until the next call.
+    virtual const char* GetProfile();
 
     bool IsStarted() const { return started; }
 

@@ -12,6 +12,7 @@
 #include "render/context.h"
 #include "render/draw_queue.h"
 #include "scene/value_operations.h"
+#include "trace/profiler.h"
 #include "trace/tracer.h"
 
 namespace osm3d {
@@ -103,7 +104,10 @@ const matrix& MeshSimple::World() const {
 
 void MeshSimple::Update(f32 time) {
     UpdateControllers(time);
-    if (stack) stack->Update(time);
+    if (stack) {
+        const trace::ProfilerScope scope(trace::skinSection);
+        stack->Update(time);
+    }
     Geometry* drawn = DrawnGeometry();
     if (drawn == nullptr) return;
     const box extent = drawn->GetBounds();
@@ -193,6 +197,7 @@ void MeshSimple::Enqueue(DrawQueue* queue) {
 }
 
 void MeshSimple::UpdateShadow(const ShadowLight& light, u32 mode) {
+    const trace::ProfilerScope scope(trace::shadowsSection);
     if (!castShadow || !shadow) return;
     if (stack) shadow->Refresh();
     matrix inverse = kMatrixIdentity;
@@ -208,6 +213,7 @@ void MeshSimple::UpdateShadow(const ShadowLight& light, u32 mode) {
 }
 
 void MeshSimple::DrawShadow() {
+    const trace::ProfilerScope scope(trace::shadowsSection);
     if (!castShadow || !shadow) return;
     GetContext()->SetWorld(World());
     shadow->Draw();

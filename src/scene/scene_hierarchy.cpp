@@ -19,6 +19,7 @@
 #include "scene/light.h"
 #include "scene/object_list.h"
 #include "scene/scene_renderer.h"
+#include "trace/profiler.h"
 #include "scene/value_operations.h"
 
 namespace osm3d {
@@ -208,6 +209,7 @@ void SceneHierarchy::RankMaterials() {
 // ---- the frame
 
 void SceneHierarchy::Update(f32 time) {
+    const trace::ProfilerScope scope(trace::sceneUpdateSection);
     if (root != nullptr) {
         nodeStack.clear();
         nodeStack.push_back(root);
@@ -239,6 +241,7 @@ void SceneHierarchy::Update(f32 time) {
 void SceneHierarchy::OnHierarchyUpdated() {}
 
 void SceneHierarchy::ClearBackground(f32 time) {
+    const trace::ProfilerScope scope(trace::clearSection);
     constexpr u32 kAll = Context::kClearColor | Context::kClearDepth | Context::kClearStencil;
     if (background != nullptr) {
         background->Update(time);
@@ -255,6 +258,7 @@ void SceneHierarchy::ClearBackgroundFor(Camera* camera, u32 flags, bool useDevic
 }
 
 void SceneHierarchy::Render() {
+    const trace::ProfilerScope scope(trace::drawSection);
     if (renderers.empty()) {
         if (currentCamera != nullptr) {
             currentCamera->Apply();
@@ -267,7 +271,10 @@ void SceneHierarchy::Render() {
         return;
     }
     ++rendererDepth;
-    renderers[renderers.size() - rendererDepth]->Render(this, currentCamera);
+    {
+        const trace::ProfilerScope inRenderer(trace::renderersSection);
+        renderers[renderers.size() - rendererDepth]->Render(this, currentCamera);
+    }
     --rendererDepth;
 }
 
@@ -290,6 +297,7 @@ void SceneHierarchy::EndContents() {
 }
 
 void SceneHierarchy::RenderContents() {
+    const trace::ProfilerScope scope(trace::meshesSection);
     BeginContents();
     RenderVisibleMeshes();
     EndContents();
@@ -299,6 +307,7 @@ void SceneHierarchy::RenderContents() {
 }
 
 void SceneHierarchy::RenderContentsWith(const Frustum& frustum) {
+    const trace::ProfilerScope scope(trace::meshesSection);
     BeginContents();
     RenderMeshes(frustum);
     EndContents();
