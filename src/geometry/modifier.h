@@ -31,6 +31,10 @@ class Modifier : public Animatable, public osmio::Serializable {
 
     /// Sets device state for the draw to come.
     virtual void SetupDraw() = 0;
+
+    /// Whether CreateResult and the rest can run with `input`, a valid geometry; otherwise `reason` says why
+    /// not.
+    virtual bool Validate(const Geometry* /*input*/, std::string& /*reason*/) const { return true; }
 };
 
 }  // namespace osm3d
