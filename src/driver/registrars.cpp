@@ -12,8 +12,11 @@
 #include "material/material_composite.h"
 #include "material/material_simple.h"
 #include "material/texture_bitmap_file.h"
+#include "material/texture_cubemap_file.h"
 #include "material/texture_stage.h"
 #include "scene/atmospheric.h"
+#include "scene/atmospheric_billboard.h"
+#include "scene/billboard.h"
 #include "scene/camera.h"
 #include "scene/controller_transformation.h"
 #include "scene/hierarchy_node.h"
@@ -47,6 +50,7 @@ const ChunkRegistrer<TransformationPRS> kTransformationPRS(FourCC("TRPR"));
 const ChunkRegistrer<AtmosphericAmbient> kAtmosphericAmbient(FourCC("ATAM"));
 const ChunkRegistrer<AtmosphericFog> kAtmosphericFog(FourCC("ATFG"));
 const ChunkRegistrer<AtmosphericBackground> kAtmosphericBackground(FourCC("ATBG"));
+const ChunkRegistrer<AtmosphericBillboard> kAtmosphericBillboard(FourCC("ATBL"));
 const ChunkRegistrer<controller::Const<f32>> kConstFloat(FourCC("CCFL"));
 const ChunkRegistrer<controller::Const<vect3>> kConstVect3(FourCC("CCV3"));
 const ChunkRegistrer<controller::Const<quat>> kConstQuat(FourCC("CCQU"));
@@ -59,6 +63,8 @@ const ChunkRegistrer<controller::Linear<matrix>> kLinearMatrix(FourCC("CLMT"));
 const ChunkRegistrer<controller::Op<color, color, f32>> kOpColor(FourCC("CoCF"));
 const ChunkRegistrer<controller::Conv<color, vect3>> kConvColor(FourCC("CVCV"));
 const ChunkRegistrer<TextureStage> kTextureStage(FourCC("TS__"));
+const ChunkRegistrer<TextureCubemapFile> kTextureCubemapFile(FourCC("TXCF"));
+const ChunkRegistrer<particle::Billboard> kBillboard(FourCC("FPRB"));
 
 }  // namespace
 

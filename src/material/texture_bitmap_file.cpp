@@ -1,14 +1,10 @@
 #include "material/texture_bitmap_file.h"
 
-#include <cstddef>
-#include <cstdio>
-
 #include "fxutil/texture.h"
 #include "io/block.h"
 #include "io/stream.h"
-#include "platform/system/system.h"
+#include "material/image_bytes.h"
 #include "render/context.h"
-#include "trace/tracer.h"
 
 namespace osm3d {
 
@@ -64,7 +60,7 @@ void TextureBitmapFile::Load() {
         D3DXCreateTextureFromFileInMemory(device, fileData.data(), static_cast<u32>(fileData.size()),
                                           texture.Put());
     } else if (FAILED(D3DXCreateTextureFromFileA(device, fileName.c_str(), texture.Put()))) {
-        platform::DebugString("Filename : " + fileName + "\n");
+        ReportUnreadableImage(fileName);
     }
     if (!normalMap || !texture) return;
     D3DSURFACE_DESC level;
@@ -79,20 +75,6 @@ void TextureBitmapFile::Load() {
     texture = std::move(normals);
 }
 
-bool TextureBitmapFile::Embed() {
-    if (!fileData.empty()) return true;
-    std::FILE* file = std::fopen(fileName.c_str(), "rb");
-    trace::WarnIf(file == nullptr, "texture \"%s\" not embeddable.", fileName.c_str());
-    if (file == nullptr) return false;
-    std::fseek(file, 0, SEEK_END);
-    const long size = std::ftell(file);
-    std::fseek(file, 0, SEEK_SET);
-    if (size > 0) {
-        fileData.resize(static_cast<std::size_t>(size));
-        fileData.resize(std::fread(fileData.data(), 1, fileData.size(), file));
-    }
-    std::fclose(file);
-    return true;
-}
+bool TextureBitmapFile::Embed() { return !fileData.empty() || ReadImageBytes(fileName, fileData); }
 
 }  // namespace osm3d

@@ -1,7 +1,10 @@
 #include "scene/atmospheric.h"
 
+#include <algorithm>
+#include <array>
+
 #include "io/stream.h"
-#include "material/texture.h"
+#include "material/texture_cubemap_file.h"
 #include "scene/camera.h"
 #include "scene/value_operations.h"
 #include "trace/tracer.h"
@@ -18,6 +21,45 @@ struct QuadVertex {
 static_assert(sizeof(QuadVertex) == 28);
 
 constexpr u32 kQuadFvf = D3DFVF_XYZRHW | D3DFVF_DIFFUSE | D3DFVF_TEX1;
+
+struct CubeVertex {
+    f32 x, y, z;
+    u32 diffuse;
+    f32 u, v;
+};
+static_assert(sizeof(CubeVertex) == 24);
+
+constexpr u32 kCubeFvf = D3DFVF_XYZ | D3DFVF_DIFFUSE | D3DFVF_TEX1;
+
+// Which end of the image's width and height a corner of a face shows.
+enum class Edge : u8 { kLow, kHigh };
+constexpr Edge kLow = Edge::kLow;
+constexpr Edge kHigh = Edge::kHigh;
+
+struct CubeCorner {
+    f32 x, y, z;
+    Edge u, v;
+};
+
+// Faces 1 to 6, each as a strip.
+using CubeFace = std::array<CubeCorner, 4>;
+constexpr std::array<CubeFace, 6> kCubeFaces{{
+    {{{1, 1, 1, kHigh, kHigh}, {-1, 1, 1, kLow, kHigh}, {1, -1, 1, kHigh, kLow}, {-1, -1, 1, kLow, kLow}}},
+    {{{1, 1, -1, kHigh, kLow},
+      {-1, 1, -1, kLow, kLow},
+      {1, -1, -1, kHigh, kHigh},
+      {-1, -1, -1, kLow, kHigh}}},
+    {{{-1, -1, 1, kLow, kLow},
+      {-1, 1, 1, kHigh, kLow},
+      {-1, -1, -1, kLow, kHigh},
+      {-1, 1, -1, kHigh, kHigh}}},
+    {{{1, 1, 1, kLow, kLow}, {1, -1, 1, kHigh, kLow}, {1, 1, -1, kLow, kHigh}, {1, -1, -1, kHigh, kHigh}}},
+    {{{1, -1, 1, kLow, kLow},
+      {-1, -1, 1, kHigh, kLow},
+      {1, -1, -1, kLow, kHigh},
+      {-1, -1, -1, kHigh, kHigh}}},
+    {{{1, 1, 1, kHigh, kLow}, {-1, 1, 1, kLow, kLow}, {1, 1, -1, kHigh, kHigh}, {-1, 1, -1, kLow, kHigh}}},
+}};
 
 void ClearTo(const color& c, u32 flags, bool useDevice) {
     Context* context = GetContext();
@@ -164,6 +206,7 @@ bool AtmosphericBackground::Read(osmio::InStream* in) {
         ReadController(in, clearColor);
     } else if (clearMode == kBitmap || clearMode == kCube) {
         texture = osmio::ReadSlot<Texture>(in);
+        cube = clearMode == kCube ? dynamic_cast<TextureCubemapFile*>(texture) : nullptr;
     }
     return true;
 }
@@ -184,7 +227,7 @@ void AtmosphericBackground::Apply(Camera*) {}
 
 void AtmosphericBackground::Unapply() {}
 
-void AtmosphericBackground::Clear(Camera*, u32 flags, bool useDevice) {
+void AtmosphericBackground::Clear(Camera* camera, u32 flags, bool useDevice) {
     switch (clearMode) {
         case kColor:
             ClearTo(clearColor->value, flags, useDevice);
@@ -193,6 +236,13 @@ void AtmosphericBackground::Clear(Camera*, u32 flags, bool useDevice) {
             GetContext()->Clear(flags & ~u32{Context::kClearColor}, useDevice);
             if ((flags & Context::kClearColor) != 0) {
                 DrawBitmap();
+            }
+            break;
+        case kCube:
+            GetContext()->Clear(flags & ~u32{Context::kClearColor}, useDevice);
+            if ((flags & Context::kClearColor) != 0 && camera != nullptr) {
+                camera->Apply();
+                DrawCube(camera);
             }
             break;
         default:
@@ -227,9 +277,53 @@ void AtmosphericBackground::DrawBitmap() {
     context->DrawScratch(D3DPT_TRIANGLESTRIP, 0, 2);
 }
 
+// Half as large as the view is deep: no corner reaches the far plane.
+void AtmosphericBackground::DrawCube(Camera* camera) {
+    if (cube == nullptr) {
+        return;
+    }
+    ApplyBackgroundState();
+    Context* context = GetContext();
+    IDirect3DDevice9* device = context->device.Get();
+    context->SetTexture(1, nullptr);
+    device->SetVertexShader(nullptr);
+    device->SetFVF(kCubeFvf);
+    DWORD passes = 0;
+    device->ValidateDevice(&passes);
+
+    const f32 half = camera->GetFar() * 0.5f;
+    const vect3 eye = MatrixGetTranslation(context->transforms.GetViewInverse());
+    context->SetWorld(MatrixCompose(eye, quat{0.0f, 0.0f, 0.0f, 1.0f}, {half, half, half}));
+
+    // One texel short of the edges, so that the faces meet without a seam. Sizes of 0 give no coordinates.
+    const f32 stepU = 1.0f / cube->GetFaceWidth();
+    const f32 stepV = 1.0f / cube->GetFaceHeight();
+    u32 number = 0;
+    for (const CubeFace& face : kCubeFaces) {
+        ++number;
+        auto* vertices =
+            static_cast<CubeVertex*>(context->LockScratchVertices(kCubeFvf, sizeof(CubeVertex), 4));
+        if (vertices == nullptr) {
+            return;
+        }
+        std::transform(face.begin(), face.end(), vertices, [&](const CubeCorner& corner) -> CubeVertex {
+            return {corner.x,
+                    corner.y,
+                    corner.z,
+                    0xffffffff,
+                    corner.u == kHigh ? 1.0f - stepU : stepU,
+                    corner.v == kHigh ? 1.0f - stepV : stepV};
+        });
+        context->UnlockScratchVertices();
+        context->SetTexture(0, cube->GetFace(number));
+        context->DrawScratch(D3DPT_TRIANGLESTRIP, 0, 2);
+    }
+}
+
 void AtmosphericBackground::UseColor(ColorController* value) {
     clearMode = kColor;
     texture = nullptr;
+    cube = nullptr;
     ReplaceController(clearColor, value);
 }
 
@@ -237,6 +331,14 @@ void AtmosphericBackground::UseBitmap(Texture* picture) {
     clearMode = kBitmap;
     ReplaceController<color>(clearColor, nullptr);
     texture = picture;
+    cube = nullptr;
+}
+
+void AtmosphericBackground::UseCube(TextureCubemapFile* environment) {
+    clearMode = kCube;
+    ReplaceController<color>(clearColor, nullptr);
+    texture = environment;
+    cube = environment;
 }
 
 }  // namespace osm3d

@@ -1,6 +1,7 @@
 #include "scene/scene_validation.h"
 
 #include <cstddef>
+#include <unordered_map>
 #include <unordered_set>
 #include <vector>
 
@@ -9,6 +10,8 @@
 #include "material/material.h"
 #include "material/texture.h"
 #include "scene/atmospheric.h"
+#include "scene/atmospheric_billboard.h"
+#include "scene/billboard.h"
 #include "scene/camera.h"
 #include "scene/hierarchy_node.h"
 #include "scene/light.h"
@@ -29,7 +32,7 @@ class Validator {
             return Refuse("the scene has no root node");
         }
         return (ValidateTree(scene.root, reason) || Prefix("the tree")) && Lists() && Materials() &&
-               Meshes() && Cameras() && Lights() && Atmospherics();
+               Meshes() && Cameras() && Lights() && Atmospherics() && Renderers();
     }
 
   private:
@@ -86,8 +89,10 @@ class Validator {
         return true;
     }
 
-    bool Placement(const Transformable& subject) {
-        const auto* node = dynamic_cast<const HierarchyNode*>(subject.transformation);
+    bool Placement(const Transformable& subject) { return Placement(subject.transformation); }
+
+    bool Placement(const Transformation* transformation) {
+        const auto* node = dynamic_cast<const HierarchyNode*>(transformation);
         return node == nullptr || !nodes.insert(node).second || node->Validate(reason) ||
                Prefix("its transformation");
     }
@@ -160,6 +165,24 @@ class Validator {
         return scene.shadowLight == nullptr || OneLight(*scene.shadowLight) || Prefix("the shadow light");
     }
 
+    bool Sprites(const AtmosphericBillboard& subject) {
+        if (!subject.Validate(reason)) {
+            return false;
+        }
+        const auto& elements = subject.GetElements();
+        for (std::size_t i = 0; i < elements.size(); ++i) {
+            if (!Controllers(elements[i]) || !Placement(elements[i].transformation)) {
+                return Prefix(Name("sprite", i));
+            }
+        }
+        // Objects that share a billboard share its geometry, which is made once.
+        const particle::Billboard* billboard = subject.GetBillboard();
+        if (spriteCounts.emplace(billboard, elements.size()).first->second != elements.size()) {
+            return Refuse("it shares its billboard with an object of another number of sprites");
+        }
+        return billboard->material == nullptr || OneMaterial(billboard->material, "its material");
+    }
+
     bool OneAtmospheric(const Atmospheric& atmospheric) {
         if (const auto* fog = dynamic_cast<const AtmosphericFog*>(&atmospheric)) {
             if (fog->GetColor() != nullptr &&
@@ -174,8 +197,13 @@ class Validator {
             if (clear->GetClearMode() == AtmosphericBackground::kBitmap && clear->GetTexture() == nullptr) {
                 return Refuse("a bitmap background has no texture");
             }
-            if (clear->GetClearMode() == AtmosphericBackground::kCube) {
-                return Refuse("cube map backgrounds are not supported");
+            if (clear->GetClearMode() == AtmosphericBackground::kCube && clear->GetCube() == nullptr) {
+                return Refuse("a cube background has no cube map texture");
+            }
+        }
+        if (const auto* sprites = dynamic_cast<const AtmosphericBillboard*>(&atmospheric)) {
+            if (!Sprites(*sprites)) {
+                return false;
             }
         }
         return Controllers(atmospheric);
@@ -195,10 +223,20 @@ class Validator {
         return scene.background == nullptr || OneAtmospheric(*scene.background) || Prefix("the background");
     }
 
+    bool Renderers() {
+        for (std::size_t i = 0; i < scene.renderers.size(); ++i) {
+            if (!Controllers(*scene.renderers[i]) || !scene.renderers[i]->Validate(scene, reason)) {
+                return Prefix(Name("scene renderer", i));
+            }
+        }
+        return true;
+    }
+
     const SceneHierarchy& scene;
     std::string& reason;
     std::unordered_set<const HierarchyNode*> nodes;
     std::unordered_set<const Material*> checked;
+    std::unordered_map<const particle::Billboard*, std::size_t> spriteCounts;
 };
 
 }  // namespace
