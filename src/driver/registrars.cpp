@@ -14,6 +14,8 @@
 #include "material/texture_bitmap_file.h"
 #include "material/texture_cubemap_file.h"
 #include "material/texture_stage.h"
+#include "render/scene_renderer_mirror.h"
+#include "render/scene_renderer_shadow.h"
 #include "scene/atmospheric.h"
 #include "scene/atmospheric_billboard.h"
 #include "scene/billboard.h"
@@ -51,6 +53,8 @@ const ChunkRegistrer<AtmosphericAmbient> kAtmosphericAmbient(FourCC("ATAM"));
 const ChunkRegistrer<AtmosphericFog> kAtmosphericFog(FourCC("ATFG"));
 const ChunkRegistrer<AtmosphericBackground> kAtmosphericBackground(FourCC("ATBG"));
 const ChunkRegistrer<AtmosphericBillboard> kAtmosphericBillboard(FourCC("ATBL"));
+const ChunkRegistrer<SceneRendererMirror> kSceneRendererMirror(FourCC("SRMR"));
+const ChunkRegistrer<SceneRendererShadow> kSceneRendererShadow(FourCC("SRSW"));
 const ChunkRegistrer<controller::Const<f32>> kConstFloat(FourCC("CCFL"));
 const ChunkRegistrer<controller::Const<vect3>> kConstVect3(FourCC("CCV3"));
 const ChunkRegistrer<controller::Const<quat>> kConstQuat(FourCC("CCQU"));

@@ -27,7 +27,9 @@ Frustum::Frustum(const matrix& m) {
               combine(1, -1, 1), combine(0, 1, 2),  combine(1, -1, 2)};
 }
 
-void Frustum::AddPlane(const plane& p) { extra.push_back(p); }
+void Frustum::AddPlane(const plane& p) {
+    if (count < kMaxPlanes) planes[count++] = p;
+}
 
 bool Frustum::Intersects(const OrientedBox& box) const {
     std::array<vect3, 8> corners;
@@ -44,13 +46,8 @@ bool Frustum::Intersects(const OrientedBox& box) const {
         }
         return false;
     };
-    for (const plane& p : planes) {
-        if (!reaches(p)) {
-            return false;
-        }
-    }
-    for (const plane& p : extra) {
-        if (!reaches(p)) {
+    for (u32 i = 0; i < count; ++i) {
+        if (!reaches(planes[i])) {
             return false;
         }
     }

@@ -2,7 +2,6 @@
 #pragma once
 
 #include <array>
-#include <vector>
 
 #include "platform/types.h"
 #include "scene/oriented_box.h"
@@ -16,23 +15,25 @@ class Frustum {
     /// The six planes (left, right, bottom, top, near, far) of `m` = view x projection.
     explicit Frustum(const matrix& m);
 
-    /// One more plane that a box must reach across or stand inside of.
+    /// One more plane that a box must reach across or stand inside of. A plane too many is left out: there is
+    /// room for as many as the device has clip planes, and the frustum of a frame does not allocate.
     void AddPlane(const plane& p);
 
     /// False when all eight corners of `box` lie outside one of the planes; so some boxes pass that are not
     /// in view.
     bool Intersects(const OrientedBox& box) const;
 
-    u32 PlaneCount() const { return static_cast<u32>(planes.size() + extra.size()); }
+    u32 PlaneCount() const { return count; }
 
     /// Plane number `index`, below PlaneCount(): the six, then the added ones.
-    const plane& Plane(u32 index) const {
-        return index < planes.size() ? planes[index] : extra[index - planes.size()];
-    }
+    const plane& Plane(u32 index) const { return planes[index]; }
 
   private:
-    std::array<plane, 6> planes;
-    std::vector<plane> extra;
+    static constexpr u32 kOwnPlanes = 6;
+    static constexpr u32 kMaxPlanes = kOwnPlanes + 6;
+
+    std::array<plane, kMaxPlanes> planes;
+    u32 count = kOwnPlanes;
 };
 
 }  // namespace osm3d

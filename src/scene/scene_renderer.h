@@ -1,6 +1,8 @@
 // Strategies that wrap how a scene is drawn.
 #pragma once
 
+#include <string>
+
 #include "io/serializable.h"
 #include "scene/animatable.h"
 
@@ -18,6 +20,8 @@ class SceneRenderer : public osmio::Serializable, public Animatable {
     virtual void Initialize() {}
     /// Inside the device's scene.
     virtual void Render(SceneHierarchy* scene, Camera* camera) = 0;
+    /// Whether Render can run in `scene`; otherwise `reason` says why not.
+    virtual bool Validate(const SceneHierarchy& /*scene*/, std::string& /*reason*/) const { return true; }
     ~SceneRenderer() override = default;
 
   protected:

@@ -137,8 +137,9 @@ class Validator {
         if (current != nullptr && (!Controllers(*current) || !Placement(*current))) {
             return Prefix("the current camera");
         }
-        if (scene.cameras.empty() && current == nullptr && !scene.meshes.empty()) {
-            return Refuse("the scene has meshes and no camera");
+        const bool drawn = !scene.meshes.empty() || !scene.renderers.empty();
+        if (scene.cameras.empty() && current == nullptr && drawn) {
+            return Refuse("the scene has meshes or renderers and no camera");
         }
         return true;
     }
@@ -243,6 +244,20 @@ class Validator {
 
 bool ValidateScene(const SceneHierarchy& scene, std::string& reason) {
     return Validator(scene, reason).Run();
+}
+
+bool ValidateMeshReferences(const SceneHierarchy& scene, const std::vector<Mesh*>& references,
+                            const char* what, std::string& reason) {
+    const std::unordered_set<const Mesh*> meshes(scene.meshes.begin(), scene.meshes.end());
+    for (std::size_t i = 0; i < references.size(); ++i) {
+        if (references[i] == nullptr || meshes.count(references[i]) == 0) {
+            reason = std::string(what) + " " + std::to_string(i) +
+                     (references[i] == nullptr ? " is missing or of a class that is not known"
+                                               : " is not among the scene's meshes");
+            return false;
+        }
+    }
+    return true;
 }
 
 }  // namespace osm3d
