@@ -17,9 +17,10 @@
 namespace platform {
 
 struct ShaderRequest {
-    /// HLSL: globals, structures, functions. Statements of effect texts (techniques, annotations, sampler
-    /// states, texture objects) must be gone already, with the line breaks kept so that messages fit.
-    /// Default values of globals may stay; they are not compiled in.
+    /// HLSL: globals, structures, functions, of all shaders together; what the entry does not reach is left
+    /// out. Statements of effect texts (techniques, annotations, sampler states, texture objects) must be
+    /// gone already and macros expanded (a '#' is refused), with the line breaks kept so that messages fit.
+    /// Comments may stay. So may default values and semantics of globals; they are not compiled in.
     std::string_view text;
     /// Name of the function to run.
     std::string entry;
