@@ -6,7 +6,9 @@
 #include "driver/driver.h"
 #include "geometry/geometry_composite.h"
 #include "geometry/geometry_simple.h"
+#include "geometry/geometry_weighted.h"
 #include "geometry/mesh_simple.h"
+#include "geometry/modifier_skin.h"
 #include "geometry/modifier_stack.h"
 #include "io/registry.h"
 #include "material/material_composite.h"
@@ -42,9 +44,11 @@ const ChunkRegistrer<MeshSimple> kMeshSimple(FourCC("MESM"));
 const ChunkRegistrer<ControllerTransformation> kControllerTransformation(FourCC("CPRS"));
 const ChunkRegistrer<ControllerTransformationMatrix> kControllerTransformationMatrix(FourCC("CMTX"));
 const ChunkRegistrer<MaterialSimple> kMaterialSimple(FourCC("MTSM"));
+const ChunkRegistrer<ModifierSkin> kModifierSkin(FourCC("MDSK"));
 const ChunkRegistrer<ModifierStack> kModifierStack(FourCC("MOST"));
 const ChunkRegistrer<HierarchyNode> kHierarchyNode(FourCC("HINO"));
 const ChunkRegistrer<GeometryComposite> kGeometryComposite(FourCC("GOCP"));
+const ChunkRegistrer<GeometryWeighted> kGeometryWeighted(FourCC("GOWT"));
 const ChunkRegistrer<GeometrySimple> kGeometrySimple(FourCC("GOSM"));
 const ChunkRegistrer<CameraSimple> kCameraSimple(FourCC("cASM"));
 const ChunkRegistrer<LightOmni> kLightOmni(FourCC("LTOM"));

@@ -47,6 +47,15 @@ class GeometryWeighted : public GeometrySimple {
 
     /// One per vertex where a skin is to deform it.
     std::vector<VertexWeights> weights;
+
+  private:
+    void UploadVertices();
+    void UploadIndices();
+
+    /// What the device buffers were made for.
+    u32 drawnVertices = 0;
+    u32 drawnTriangles = 0;
+    bool indicesUploaded = false;
 };
 
 }  // namespace osm3d

@@ -220,8 +220,8 @@ void MeshSimple::DrawShadow() {
 }
 
 bool MeshSimple::Validate(std::string& reason) const {
-    if (stack && !stack->Validate(reason)) return false;
     if (geometry && !geometry->Validate(reason)) return false;
+    if (stack && !stack->Validate(reason)) return false;
     const Geometry* drawn = DrawnGeometry();
     if (drawn == nullptr || material == nullptr || !material->IsComposite()) return true;
     const auto* parts = dynamic_cast<const GeometryComposite*>(drawn);

@@ -8,12 +8,7 @@
 
 namespace osm3d {
 
-ModifierStack::~ModifierStack() {
-    DeleteResults();
-    if (ownsModifiers) {
-        for (Modifier* modifier : modifiers) delete modifier;
-    }
-}
+ModifierStack::~ModifierStack() { DeleteResults(); }
 
 void ModifierStack::DeleteResults() {
     // A modifier without a shape of its own hands its input on, which then stands here more than once.
@@ -31,63 +26,109 @@ bool ModifierStack::Read(osmio::InStream* in) {
     i32 count = 0;
     in->ReadI32(&count);
     if (!in->CanHold(count, sizeof(i32), "modifiers")) return false;
-    ownsModifiers = false;
-    modifiers.assign(static_cast<std::size_t>(count), nullptr);
-    for (Modifier*& modifier : modifiers) modifier = osmio::ReadSlot<Modifier>(in);
+    fromFile = true;
+    modifiers.clear();
+    modifiers.resize(static_cast<std::size_t>(count));
+    for (osmio::Slot<Modifier>& slot : modifiers) slot.Refer(osmio::ReadSlot<Modifier>(in));
     return true;
 }
 
 void ModifierStack::Write(osmio::OutStream* out) {
     out->BeginChunk(osmio::FourCC("MOST"), 1);
     out->WriteI32(static_cast<i32>(modifiers.size()));
-    for (Modifier* modifier : modifiers) out->WriteObject(modifier);
+    for (const osmio::Slot<Modifier>& slot : modifiers) out->WriteObject(slot.Get());
 }
 
 void ModifierStack::SetGeometry(Geometry* geometry) {
     DeleteResults();
     input = geometry;
+    resultsPending = true;
+    // While a file is being read nothing in it has been looked at yet: a shape may contain itself, and one
+    // shape may be named by a thousand meshes.
+    if (!fromFile) BuildResults();
+}
+
+void ModifierStack::BuildResults() {
+    resultsPending = false;
+    std::string reason;
     Geometry* current = input;
-    for (Modifier* modifier : modifiers) {
-        if (modifier != nullptr && current != nullptr) current = modifier->CreateResult(current);
+    if (fromFile && current != nullptr && !current->Validate(reason)) current = nullptr;
+    for (const osmio::Slot<Modifier>& slot : modifiers) {
+        const bool works = current != nullptr && slot && (!fromFile || slot->Validate(current, reason));
+        current = works ? slot->CreateResult(current) : nullptr;
         results.push_back(current);
     }
 }
 
 bool ModifierStack::AddModifier(Modifier* modifier) {
-    modifiers.push_back(modifier);
-    if (modifier->IsDeforming()) results.push_back(modifier->CreateResult(GetResult()));
+    EnsureResults();
+    modifiers.emplace_back().Own(modifier);
+    if (modifier->IsDeforming()) {
+        Geometry* previous = GetResult();
+        results.push_back(previous != nullptr ? modifier->CreateResult(previous) : nullptr);
+    }
     return true;
 }
 
-Geometry* ModifierStack::GetResult() const { return results.empty() ? input : results.back(); }
+Geometry* ModifierStack::GetResult() {
+    EnsureResults();
+    return results.empty() ? input : results.back();
+}
 
 bool ModifierStack::InitializeResult() {
+    EnsureResults();
     if (results.empty() || results.back() == nullptr) return false;
     results.back()->Initialize();
     return true;
 }
 
 void ModifierStack::PrepareDraw() {
-    for (Modifier* modifier : modifiers) {
-        if (modifier != nullptr && modifier->NeedsDrawSetup()) modifier->SetupDraw();
+    for (const osmio::Slot<Modifier>& slot : modifiers) {
+        if (slot && slot->NeedsDrawSetup()) slot->SetupDraw();
     }
 }
 
 void ModifierStack::Update(f32 time) {
+    EnsureResults();
+    Geometry* previous = input;
     std::size_t r = 0;
-    for (Modifier* modifier : modifiers) {
-        if (modifier == nullptr) continue;
-        modifier->Update(time);
-        if (!modifier->IsDeforming() || r >= results.size()) continue;
-        modifier->Apply(results[r], r > 0 ? results[r - 1] : input);
+    for (const osmio::Slot<Modifier>& slot : modifiers) {
+        if (!slot) continue;
+        slot->Update(time);
+        if (!slot->IsDeforming() || r >= results.size()) continue;
+        Geometry* result = results[r];
+        if (result != nullptr && previous != nullptr) slot->Apply(result, previous);
+        previous = result;
         ++r;
     }
 }
 
-bool ModifierStack::Validate(std::string& reason) const {
-    if (std::find(modifiers.begin(), modifiers.end(), nullptr) != modifiers.end()) {
-        reason = "a modifier stack has an empty slot";
-        return false;
+bool ModifierStack::Validate(std::string& reason) {
+    for (const osmio::Slot<Modifier>& slot : modifiers) {
+        if (!slot) {
+            reason = "a modifier stack has an empty slot";
+            return false;
+        }
+    }
+    if (input == nullptr) return true;
+    EnsureResults();
+    const Geometry* previous = input;
+    std::size_t r = 0;
+    for (const osmio::Slot<Modifier>& slot : modifiers) {
+        if (!slot->Validate(previous, reason)) return false;
+        if (!slot->IsDeforming()) continue;
+        const Geometry* result = r < results.size() ? results[r] : nullptr;
+        if (result == nullptr) {
+            reason = "a modifier stack has no result for its geometry";
+            return false;
+        }
+        // SetGeometry gives every modifier a result, Update counts those that deform.
+        if (result == previous) {
+            reason = "a modifier that deforms stands behind one that does not";
+            return false;
+        }
+        previous = result;
+        ++r;
     }
     return true;
 }
