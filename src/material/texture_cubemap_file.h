@@ -13,18 +13,19 @@ namespace osm3d {
 /// An environment: one cube map file, or six separate images, each named by a path or carried as the bytes of
 /// its file. Stored as chunk TXCF.
 ///
-/// Images are addressed by a key. A cube built of the six separate ones takes each as the cube face named
-/// here:
+/// Images are addressed by a key: 0 the whole cube, 1 to 6 the sides of the world, z up. Each stands upright
+/// to who looks along the second column with the third one up:
 ///
-/// | Key | Image             | Turned by |
-/// |-----|-------------------|-----------|
-/// | 0   | the whole cube    |           |
-/// | 1   | +z                | 0         |
-/// | 2   | -z                | 180       |
-/// | 3   | -x                | 270       |
-/// | 4   | +x                | 90        |
-/// | 5   | +y                | 180       |
-/// | 6   | -y                | 0         |
+/// | Key | Looking along | Up | In the cube built of them | Turned by |
+/// |-----|---------------|----|---------------------------|-----------|
+/// | 1   | +z            | -y | +z                        | 0         |
+/// | 2   | -z            | +y | -z                        | 180       |
+/// | 3   | -x            | +z | -x                        | 270       |
+/// | 4   | +x            | +z | +x                        | 90        |
+/// | 5   | -y            | +z | +y                        | 180       |
+/// | 6   | +y            | +z | -y                        | 0         |
+///
+/// The cube is left-handed: sampled along (x, -y, z) it shows what the world has along (x, y, z).
 ///
 ///     TextureCubemapFile sky;
 ///     for (u32 key = 1; key <= 6; ++key) sky.SetFace(key, names[key - 1]);
