@@ -2,6 +2,7 @@
 #pragma once
 
 #include <string>
+#include <vector>
 
 #include "io/serializable.h"
 #include "platform/types.h"
@@ -37,7 +38,14 @@ class Material : public Animatable, public osmio::Serializable {
     /// Whether the material can be prepared, updated and drawn with; otherwise `reason` says why not. Ends
     /// for materials that refer to each other in a circle.
     virtual bool Validate(std::string& reason) const = 0;
+
+    /// Appends the materials that this one draws through, nulls included.
+    virtual void References(std::vector<const Material*>& /*out*/) const {}
 };
+
+/// Whether no material that `top` draws through, at any depth, leads back to itself, and none lies too deep
+/// to be reached by calls within calls; otherwise `reason` says what is wrong.
+bool ValidateReferences(const Material& top, std::string& reason);
 
 /// Sends the material of a mesh without one: white, lit, untextured, default states.
 void ApplyDefaultMaterial();

@@ -1,18 +1,11 @@
 #include "material/material_composite.h"
 
-#include <algorithm>
 #include <cstddef>
-#include <unordered_map>
-#include <utility>
 
 #include "io/slot.h"
 #include "io/stream.h"
 
 namespace osm3d {
-
-namespace {
-constexpr u32 kMaxDepth = 16;
-}
 
 bool MaterialComposite::Read(osmio::InStream* in) {
     const u32 version = in->GetChunkVersion();
@@ -101,41 +94,11 @@ bool MaterialComposite::Validate(std::string& reason) const {
             return false;
         }
     }
-    // Depth first, without recursion: the levels below a composite are known once it has been left.
-    constexpr u32 kOpen = 0;
-    struct Step {
-        const MaterialComposite* composite;
-        std::size_t next;
-        u32 levels;
-    };
-    std::unordered_map<const MaterialComposite*, u32> known{{this, kOpen}};
-    std::vector<Step> path{{this, 0, 1}};
-    while (!path.empty()) {
-        Step& step = path.back();
-        if (step.next == step.composite->materials.size()) {
-            const u32 levels = step.levels;
-            known[step.composite] = levels;
-            path.pop_back();
-            if (!path.empty()) path.back().levels = std::max(path.back().levels, levels + 1);
-            if (levels > kMaxDepth || path.size() > kMaxDepth) {
-                reason = "composite materials are nested too deep";
-                return false;
-            }
-            continue;
-        }
-        const auto* nested = dynamic_cast<const MaterialComposite*>(step.composite->materials[step.next++]);
-        if (nested == nullptr) continue;
-        const auto [at, fresh] = known.try_emplace(nested, kOpen);
-        if (fresh) {
-            path.push_back({nested, 0, 1});
-        } else if (at->second == kOpen) {
-            reason = "a composite material contains itself";
-            return false;
-        } else {
-            step.levels = std::max(step.levels, at->second + 1);
-        }
-    }
-    return true;
+    return ValidateReferences(*this, reason);
+}
+
+void MaterialComposite::References(std::vector<const Material*>& out) const {
+    out.insert(out.end(), materials.begin(), materials.end());
 }
 
 }  // namespace osm3d

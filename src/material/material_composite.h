@@ -34,6 +34,7 @@ class MaterialComposite : public Material {
     void Prepare() override;
     void Load() override;
     bool Validate(std::string& reason) const override;
+    void References(std::vector<const Material*>& out) const override;
 
     /// Chooses the sub-material of `attribute` and begins it. An attribute that the map does not hold chooses
     /// the first.
