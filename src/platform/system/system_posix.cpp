@@ -16,7 +16,12 @@ void SystemMessageBox(const std::string& text, const std::string& caption, u32) 
 
 void SystemDebugString(const std::string&) {}
 
-std::span<const u8> SystemResource(u32) { return {}; }
+std::span<const u8> SystemResource(u32 id) {
+    for (const EmbeddedResource& resource : EmbeddedResources()) {
+        if (resource.id == id) return resource.data;
+    }
+    return {};
+}
 
 }  // namespace platform::detail
 
