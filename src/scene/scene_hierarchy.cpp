@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <functional>
+#include <unordered_set>
 
 #include "fxutil/math.h"
 #include "geometry/geometry.h"
@@ -19,8 +20,8 @@
 #include "scene/light.h"
 #include "scene/object_list.h"
 #include "scene/scene_renderer.h"
-#include "trace/profiler.h"
 #include "scene/value_operations.h"
+#include "trace/profiler.h"
 
 namespace osm3d {
 
@@ -147,7 +148,15 @@ void SceneHierarchy::Write(osmio::OutStream* out) {
 // ---- loading
 
 bool SceneHierarchy::FollowsView() const {
-    for (const Material* material : materials) {
+    std::unordered_set<const Material*> seen;
+    std::vector<const Material*> pending(materials.begin(), materials.end());
+    while (!pending.empty()) {
+        const Material* material = pending.back();
+        pending.pop_back();
+        if (material == nullptr || !seen.insert(material).second) {
+            continue;
+        }
+        material->References(pending);
         const auto* simple = dynamic_cast<const MaterialSimple*>(material);
         for (u32 i = 0; simple != nullptr && i < simple->StageCount(); ++i) {
             const TextureStage* stage = simple->GetStage(i);

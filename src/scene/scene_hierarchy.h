@@ -72,8 +72,9 @@ class SceneHierarchy : public Scene {
     /// order of the scene's list, those not in it behind.
     void DrawQueued(DrawQueue& queue);
 
-    /// Whether a texture stage of the scene's materials follows the view. Such a stage takes the view as it
-    /// stands on the device at Update, which is that of the picture before.
+    /// Whether a texture stage of the scene's materials, or of those that they draw through, follows the
+    /// view. Such a stage takes the view as it stands on the device at Update, which is that of the picture
+    /// before.
     bool FollowsView() const;
 
     /// Takes `object` over for the scene's life and gives the plain pointer.
