@@ -137,7 +137,7 @@ void MeshSimple::Initialize() {
 void MeshSimple::Draw() {
     if (hidden || excluded) return;
     GetContext()->SetWorld(World());
-    if (stack) stack->PrepareDraw();
+    const bool prepared = stack && stack->PrepareDraw();
     Geometry* drawn = DrawnGeometry();
     if (drawn == nullptr) return;
     if (material == nullptr) {
@@ -150,6 +150,7 @@ void MeshSimple::Draw() {
     if (parts != nullptr && materials != nullptr) {
         for (u32 i = 0; i < parts->PartCount() && i < partAttributes.size(); ++i) {
             const u32 passes = materials->BeginAttribute(partAttributes[i]);
+            if (!prepared) materials->PrepareDraw();
             for (u32 p = 0; p < passes; ++p) {
                 materials->Pass(p);
                 // By the number of the pass: one-pass materials all draw the first part here. Drawing the
@@ -161,6 +162,7 @@ void MeshSimple::Draw() {
         return;
     }
     const u32 passes = material->Begin(0);
+    if (!prepared) material->PrepareDraw();
     for (u32 p = 0; p < passes; ++p) {
         material->Pass(p);
         drawn->Draw();

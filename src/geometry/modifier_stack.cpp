@@ -82,10 +82,14 @@ bool ModifierStack::InitializeResult() {
     return true;
 }
 
-void ModifierStack::PrepareDraw() {
+bool ModifierStack::PrepareDraw() {
+    bool prepared = false;
     for (const osmio::Slot<Modifier>& slot : modifiers) {
-        if (slot && slot->NeedsDrawSetup()) slot->SetupDraw();
+        if (!slot || !slot->NeedsDrawSetup()) continue;
+        slot->SetupDraw();
+        prepared = true;
     }
+    return prepared;
 }
 
 void ModifierStack::Update(f32 time) {

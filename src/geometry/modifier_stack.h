@@ -41,8 +41,8 @@ class ModifierStack : public Animatable, public osmio::Serializable {
     /// Makes the device buffers of the last result. False when there are no results.
     bool InitializeResult();
 
-    /// Lets those modifiers that want it set device state for the draw to come.
-    void PrepareDraw();
+    /// Lets those modifiers that want it set device state for the draw to come. Whether any did.
+    bool PrepareDraw();
 
     u32 ModifierCount() const { return static_cast<u32>(modifiers.size()); }
 

@@ -31,6 +31,10 @@ class Material : public Animatable, public osmio::Serializable {
     virtual void Pass(u32 pass) = 0;
     virtual void End() = 0;
 
+    /// Takes over the transforms of the draw to come, between Begin and End, after the world matrix is set.
+    /// Not needed where a modifier of what is drawn has done it.
+    virtual void PrepareDraw() {}
+
     /// To be called once after Load, before the first Update.
     virtual void Prepare() = 0;
     virtual void Load() = 0;

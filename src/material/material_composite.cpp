@@ -66,6 +66,10 @@ void MaterialComposite::End() {
     if (Material* material = Current()) material->End();
 }
 
+void MaterialComposite::PrepareDraw() {
+    if (Material* material = Current()) material->PrepareDraw();
+}
+
 void MaterialComposite::Prepare() {}
 
 void MaterialComposite::Load() {}

@@ -31,6 +31,7 @@ class MaterialComposite : public Material {
     u32 Begin(u32 index) override;
     void Pass(u32 pass) override;
     void End() override;
+    void PrepareDraw() override;
     void Prepare() override;
     void Load() override;
     bool Validate(std::string& reason) const override;

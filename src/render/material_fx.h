@@ -29,8 +29,8 @@ class Texture;
 ///     if (!glow->IsReady()) ... glow->GetLoadError() says why
 ///     glow->SetVector("Tint", {1, 0.5f, 0, 1});
 ///
-/// What a draw needs of the transforms goes through a modifier (CreateModifier) in the stack of what is
-/// drawn. The states that the passes change are those from before again after End.
+/// A draw's transforms come through a modifier (CreateModifier) in the stack of what is drawn, or else through
+/// PrepareDraw. The states that the passes change are those from before again after End.
 class MaterialFX : public Material {
   public:
     MaterialFX() = default;
@@ -58,6 +58,7 @@ class MaterialFX : public Material {
     u32 Begin(u32 index) override;
     void Pass(u32 pass) override;
     void End() override;
+    void PrepareDraw() override { BindTransforms(); }
     void Prepare() override;
 
     /// Compiles, and loads the inner material. On failure IsReady stays false. Needs a Context.

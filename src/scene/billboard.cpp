@@ -33,6 +33,7 @@ void Billboard::Draw() {
         return;
     }
     const u32 passes = material->Begin(0);
+    material->PrepareDraw();
     for (u32 pass = 0; pass < passes; ++pass) {
         material->Pass(pass);
         geometry->Draw();

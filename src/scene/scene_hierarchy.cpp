@@ -401,17 +401,18 @@ void SceneHierarchy::GroupByMaterial(const std::vector<DrawRecord>& records) {
 
 void SceneHierarchy::DrawGroup(const std::vector<DrawRecord>& records, const Group& group) {
     Context* context = GetContext();
+    Material* material = records[places[group.first].index].material;
     const auto drawRecords = [&] {
         for (u32 i = group.first; i < group.first + group.count; ++i) {
             const DrawRecord& record = records[places[i].index];
             context->SetWorld(*record.world);
-            if (record.stack != nullptr) {
-                record.stack->PrepareDraw();
+            const bool prepared = record.stack != nullptr && record.stack->PrepareDraw();
+            if (!prepared && material != nullptr) {
+                material->PrepareDraw();
             }
             record.geometry->Draw();
         }
     };
-    Material* material = records[places[group.first].index].material;
     if (material == nullptr) {
         ApplyDefaultMaterial();
         drawRecords();
