@@ -342,6 +342,38 @@ class File {
         body();
     }
 
+    // A cube map of six separate images, with their bytes in it.
+    int EmbeddedCube(const std::array<std::vector<std::uint8_t>, 6>& images) {
+        return Chunk("TXCF", 1, [&] {
+            I32(6);
+            for (const auto& image : images) {
+                I32(static_cast<std::int32_t>(image.size()));
+                Raw(image.data(), image.size());
+            }
+        });
+    }
+    // The picture `texture` (mode 2) or environment (mode 3) behind the scene.
+    int TextureBackground(unsigned mode, const Body& texture) {
+        return Chunk("ATBG", 1, [&] {
+            U8(mode);
+            texture();
+        });
+    }
+    // Sprites of one material. Each element writes the slots of its transformation and its size.
+    int Billboards(const Body& material, const std::vector<Body>& elements) {
+        return Chunk("ATBL", 1, [&] {
+            Chunk("FPRB", 1, material);
+            I32(static_cast<std::int32_t>(elements.size()));
+            for (const Body& element : elements) element();
+        });
+    }
+    Body Sprite(const Vec3& position, float size) {
+        return [this, position, size] {
+            Placement(position);
+            ConstFloat(size);
+        };
+    }
+
     // Colour background.
     int ColorBackground(const Vec4& c) {
         return Chunk("ATBG", 1, [&] {

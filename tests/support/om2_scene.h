@@ -19,7 +19,7 @@ struct Rgb {
 class SceneFile {
   public:
     File file;
-    std::vector<Body> textures, materials, meshes, lights, before;
+    std::vector<Body> textures, materials, meshes, lights, before, after;
     Body tree, background, cameras, current;
     unsigned version = 2;
     int camera = -1;
@@ -49,6 +49,7 @@ class SceneFile {
         parts.current_camera = current;
         parts.lights = list(lights);
         parts.before = list(before);
+        parts.after = list(after);
         parts.background = background;
         file.Scene(parts, version);
         return file.bytes;
