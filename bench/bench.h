@@ -30,5 +30,7 @@ bool AllKept();
 void Loading();
 void Device();
 void Frames();
+void Skins();
+void Shadows();
 
 }  // namespace bench

@@ -59,5 +59,7 @@ int main(int argc, char** argv) {
     if (chosen("load")) bench::Loading();
     if (chosen("device")) bench::Device();
     if (chosen("frame")) bench::Frames();
+    if (chosen("skin")) bench::Skins();
+    if (chosen("shadow")) bench::Shadows();
     return bench::AllKept() ? 0 : 1;
 }
