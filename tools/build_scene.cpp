@@ -4,13 +4,20 @@
 
 #include <algorithm>
 #include <cmath>
+#include <filesystem>
+#include <limits>
 
 #include "cli/error.h"
 #include "controller/constant.h"
 #include "controller/key_framed.h"
+#include "cube_files.h"
+#include "geometry/geometry_weighted.h"
 #include "geometry/mesh_simple.h"
+#include "geometry/modifier_skin.h"
 #include "material/material_simple.h"
 #include "material/texture_bitmap_file.h"
+#include "material/texture_cubemap_file.h"
+#include "render/scene_renderer_shadow.h"
 #include "scene/atmospheric.h"
 #include "scene/camera.h"
 #include "scene/controller_transformation.h"
@@ -31,6 +38,10 @@ constexpr u32 kClassOpaque = 1, kClassCutOut = 3, kClassBlended = 4;
 constexpr float kFarAway = 1000;
 // The farthest that a device light reaches: the root of the greatest float.
 constexpr float kUnlimitedRange = 1.8e19f;
+// Samples a second of motion that keys cannot say.
+constexpr double kDefaultRate = 30;
+// At so many times of the motion, and at its start, the model is measured.
+constexpr int kMeasurings = 24;
 
 struct Placement {
     vect3 position, scale;
@@ -98,17 +109,17 @@ vect3 Normalized(const vect3& v) {
 
 class Builder {
   public:
-    Builder(const Model& model, const BuildOptions& options) : model_(model), options_(options) {}
+    Builder(const Model& model, const BuildOptions& options, std::vector<std::string>& notes)
+        : model_(model), options_(options), notes_(notes) {}
 
     std::unique_ptr<SceneHierarchy> Build() {
-        worlds_ = RestWorlds(model_);
-        RestBounds(model_, low_, high_);
+        Nodes();
+        Measure();
         centre_ = {(low_.x + high_.x) / 2, (low_.y + high_.y) / 2, (low_.z + high_.z) / 2};
         const vect3 half{high_.x - centre_.x, high_.y - centre_.y, high_.z - centre_.z};
         radius_ = std::max(std::sqrt(Dot(half, half)), 1e-4f);
         for (const ModelImage& image : model_.images) Image(image);
         for (const ModelMaterial& material : model_.materials) Material(material);
-        Nodes();
         for (const ModelMesh& mesh : model_.meshes) Mesh(mesh);
         for (const ModelCamera& camera : model_.cameras) Camera(camera);
         if (model_.cameras.empty()) FittingCamera();
@@ -116,6 +127,7 @@ class Builder {
         for (const ModelLight& light : model_.lights) Light(light);
         if (model_.lights.empty()) FittingLights();
         Surroundings();
+        if (options_.shadows) Shadows();
         return std::move(scene_);
     }
 
@@ -217,18 +229,44 @@ class Builder {
         }
     }
 
+    // The smallest box around all that the model's motion reaches.
+    void Measure() {
+        constexpr float kMax = std::numeric_limits<float>::max();
+        low_ = {kMax, kMax, kMax};
+        high_ = {-kMax, -kMax, -kMax};
+        const int count = model_.length > 0 ? kMeasurings : 0;
+        for (int i = 0; i <= count; ++i) {
+            const float time = model_.length * static_cast<float>(i) / static_cast<float>(kMeasurings);
+            AddBounds(model_, WorldsAt(time), low_, high_);
+        }
+    }
+
     void Mesh(const ModelMesh& in) {
         auto* mesh = Make<MeshSimple>();
-        auto* geometry = new GeometrySimple();
+        auto* weighted = in.skin ? new GeometryWeighted() : nullptr;
+        GeometrySimple* geometry = weighted ? weighted : new GeometrySimple();
         geometry->positions = in.positions;
         geometry->normals = in.normals;
         geometry->uvSets = in.uv_sets;
         geometry->triangles = in.triangles;
         geometry->colors = in.colors;
+        if (weighted) weighted->weights = in.skin->weights;
         mesh->SetGeometry(geometry);
         if (in.material >= 0 && static_cast<std::size_t>(in.material) < scene_->materials.size())
             mesh->SetMaterial(scene_->materials[static_cast<std::size_t>(in.material)]);
-        mesh->transformation = nodes_[static_cast<std::size_t>(in.node)];
+        if (in.skin) {
+            // Bones say where a skin is in the world. The top never moves, so that the mesh's matrix, which
+            // the skin takes back out, stays the one that it is drawn with.
+            auto* skin = new ModifierSkin();
+            for (const int bone : in.skin->bones)
+                skin->bones.push_back(nodes_[static_cast<std::size_t>(bone)]);
+            skin->offsets = in.skin->offsets;
+            skin->meshMatrix = kMatrixIdentity;
+            mesh->AddModifier(skin);
+            mesh->transformation = top_;
+        } else {
+            mesh->transformation = nodes_[static_cast<std::size_t>(in.node)];
+        }
         scene_->meshes.push_back(mesh);
     }
 
@@ -282,7 +320,8 @@ class Builder {
     // A light stands where its own node says, whatever the node's parents: its way through the world is
     // sampled.
     void Light(const ModelLight& in) {
-        const auto place = [&](const matrix& world) {
+        const auto place = [&](float time) {
+            const matrix world = WorldsAt(time)[static_cast<std::size_t>(in.node)];
             if (!in.distant) return MatrixGetTranslation(world);
             const float reach = kFarAway * radius_;
             return vect3{centre_.x + world.m[2][0] * reach, centre_.y + world.m[2][1] * reach,
@@ -290,15 +329,15 @@ class Builder {
         };
         std::vector<ModelKey<vect3>> way;
         if (Moves(in.node)) {
-            const double rate = options_.frames_per_second > 0 ? options_.frames_per_second : 25;
+            const double rate = options_.frames_per_second > 0 ? options_.frames_per_second : kDefaultRate;
             const auto frames = static_cast<int>(std::ceil(model_.length / kKeyUnitsPerSecond * rate));
             for (int frame = 0; frame <= frames; ++frame) {
                 const float time =
                     std::min(static_cast<float>(frame * kKeyUnitsPerSecond / rate), model_.length);
-                way.push_back({time, place(WorldAt(in.node, time))});
+                way.push_back({time, place(time)});
             }
         } else {
-            way.push_back({0, place(worlds_[static_cast<std::size_t>(in.node)])});
+            way.push_back({0, place(0)});
         }
         auto* transform = Make<ControllerTransformation>();
         transform->SetPosition(Keyed(way));
@@ -311,11 +350,13 @@ class Builder {
             if (model_.nodes[static_cast<std::size_t>(node)].motion) return true;
         return false;
     }
-    matrix WorldAt(int node, float time) {
-        scene_->root->Update(time);
-        for (HierarchyNode* n : nodes_) n->Update(time);
+    // The nodes' placements in the scene, as the engine has them.
+    std::vector<matrix> WorldsAt(float time) {
+        for (HierarchyNode* node : nodes_) node->Update(time);
         scene_->root->UpdateWorld(kMatrixIdentity);
-        return nodes_[static_cast<std::size_t>(node)]->worldMatrix;
+        std::vector<matrix> worlds;
+        for (const HierarchyNode* node : nodes_) worlds.push_back(node->worldMatrix);
+        return worlds;
     }
     void FittingLights() {
         const float none[3] = {1, 0, 0};
@@ -332,14 +373,63 @@ class Builder {
         ambient->SetAmbient(new Const<color>(color{0.28f, 0.28f, 0.3f, 1}));
         scene_->atmosphericsBefore.push_back(ambient);
         auto* background = Make<AtmosphericBackground>();
-        background->UseColor(new Const<color>(color{0.36f, 0.42f, 0.5f, 1}));
+        if (options_.cube.empty())
+            background->UseColor(new Const<color>(color{0.36f, 0.42f, 0.5f, 1}));
+        else
+            background->UseCube(Cube());
         scene_->background = background;
+    }
+
+    TextureCubemapFile* Cube() {
+        auto* cube = Make<TextureCubemapFile>();
+        if (options_.cube.size() == 1) {
+            u32 key = 1;
+            for (Bytes& face : CubeFaces(options_.cube.front())) cube->SetFaceData(key++, std::move(face));
+            notes_.push_back("the background's six images are taken into the scene");
+        } else {
+            CheckFaces(options_.cube);
+            for (u32 key = 1; key <= options_.cube.size(); ++key)
+                cube->SetFace(key,
+                              std::filesystem::absolute(options_.cube[key - 1]).lexically_normal().string());
+            if (options_.embed && !cube->Embed())
+                throw cli::Error("the background's images cannot be read to be embedded");
+        }
+        scene_->textures.push_back(cube);
+        return cube;
+    }
+
+    void Shadows() {
+        const auto brightness = [](const osm3d::Light* light) {
+            const color& c = static_cast<const LightOmni*>(light)->GetDiffuse()->value;
+            return 0.3f * c.r + 0.6f * c.g + 0.1f * c.b;
+        };
+        std::size_t brightest = 0;
+        for (std::size_t i = 1; i < scene_->lights.size(); ++i)
+            if (brightness(scene_->lights[i]) > brightness(scene_->lights[brightest])) brightest = i;
+        osm3d::Light* light = scene_->shadowLight = scene_->lights[brightest];
+        std::size_t without = 0;
+        for (osm3d::Mesh* mesh : scene_->meshes) {
+            if (mesh->GetMaterial() != nullptr && mesh->GetMaterial()->GetBlendClass() == kClassBlended) {
+                ++without;
+                continue;
+            }
+            mesh->SetCastShadow(true);
+            light->GetShadowCasters().push_back(mesh);
+        }
+        scene_->renderers.push_back(Make<SceneRendererShadow>());
+        const std::string which = model_.lights.empty()
+                                      ? "the main light that was added"
+                                      : fmt::format("light {} of {}, \"{}\"", brightest + 1,
+                                                    model_.lights.size(), model_.lights[brightest].name);
+        notes_.push_back(fmt::format("{} casts the shadows of {} meshes{}", which,
+                                     light->GetShadowCasters().size(),
+                                     without > 0 ? fmt::format("; {} blended ones cast none", without) : ""));
     }
 
     const Model& model_;
     const BuildOptions& options_;
+    std::vector<std::string>& notes_;
     std::unique_ptr<SceneHierarchy> scene_ = std::make_unique<SceneHierarchy>();
-    std::vector<matrix> worlds_;
     vect3 low_{}, high_{}, centre_{};
     float radius_ = 1;
     HierarchyNode* top_ = nullptr;
@@ -348,8 +438,9 @@ class Builder {
 
 }  // namespace
 
-std::unique_ptr<SceneHierarchy> BuildScene(const Model& model, const BuildOptions& options) {
-    return Builder(model, options).Build();
+std::unique_ptr<SceneHierarchy> BuildScene(const Model& model, const BuildOptions& options,
+                                           std::vector<std::string>& notes) {
+    return Builder(model, options, notes).Build();
 }
 
 }  // namespace tools

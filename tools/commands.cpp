@@ -61,6 +61,20 @@ void FindMissingImages(const osm3d::SceneHierarchy& scene,
     }
 }
 
+std::string Counts(const Model& model) {
+    std::size_t vertices = 0, triangles = 0, skinned = 0;
+    for (const ModelMesh& mesh : model.meshes) {
+        vertices += mesh.positions.size();
+        triangles += mesh.triangles.size();
+        if (mesh.skin) ++skinned;
+    }
+    std::string text =
+        fmt::format("{} meshes, {} vertices, {} triangles, {} materials, {} images", model.meshes.size(),
+                    vertices, triangles, model.materials.size(), model.images.size());
+    if (skinned > 0) text += fmt::format(", {} skinned", skinned);
+    return text;
+}
+
 }  // namespace
 
 void Info(const std::string& file, bool json) {
@@ -128,26 +142,31 @@ void Unpack(const std::string& in, const std::string& out) {
 }
 
 void Import(const ImportOptions& options) {
-    const Model model = ReadModel(options.model, options.texture);
-    const std::unique_ptr<osm3d::SceneHierarchy> scene =
-        BuildScene(model, {options.embed, options.frames_per_second});
+    Model model = ReadModel(options.model, {options.texture, options.animation, options.shadows});
+    const std::unique_ptr<osm3d::SceneHierarchy> scene = BuildScene(
+        model, {options.embed, options.frames_per_second, options.shadows, options.cube}, model.notes);
     std::string reason;
     if (!osm3d::ValidateScene(*scene, reason))
         throw cli::Error(fmt::format("{}: makes a scene that cannot be played: {}", options.model, reason));
     cli::WholeFile file(options.out);
     WriteBeside(file, options.out, *scene);
     file.Commit();
-    std::size_t vertices = 0, triangles = 0;
-    for (const ModelMesh& mesh : model.meshes) {
-        vertices += mesh.positions.size();
-        triangles += mesh.triangles.size();
-    }
-    std::string summary =
-        fmt::format("{}: {} meshes, {} vertices, {} triangles, {} materials, {} images", options.out,
-                    model.meshes.size(), vertices, triangles, model.materials.size(), model.images.size());
-    if (model.length > 0) summary += fmt::format(", {:.2f} s of motion", model.length / kKeyUnitsPerSecond);
+    std::string summary = fmt::format("{}: {}", options.out, Counts(model));
+    if (model.animation >= 0)
+        summary += fmt::format(", {:.2f} s of motion: \"{}\"", model.length / kKeyUnitsPerSecond,
+                               model.animations[static_cast<std::size_t>(model.animation)].name);
     Print(summary + "\n");
     for (const std::string& note : model.notes) Print(fmt::format("  {}\n", note));
+}
+
+void ListModel(const ImportOptions& options) {
+    const Model model = ReadModel(options.model, {options.texture, "none", false});
+    Print(fmt::format("{}: {}, {} cameras, {} lights, {} animations\n", options.model, Counts(model),
+                      model.cameras.size(), model.lights.size(), model.animations.size()));
+    int number = 0;
+    for (const ModelAnimation& animation : model.animations)
+        Print(fmt::format("  {} \"{}\" {:.3f} s, {:g} ticks, {:g} a second\n", ++number, animation.name,
+                          animation.seconds, animation.ticks, animation.ticks_per_second));
 }
 
 }  // namespace tools

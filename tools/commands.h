@@ -2,6 +2,7 @@
 #pragma once
 
 #include <string>
+#include <vector>
 
 namespace tools {
 
@@ -18,10 +19,14 @@ void Pack(const std::string& in, const std::string& out, bool embed);
 void Unpack(const std::string& in, const std::string& out);
 
 struct ImportOptions {
-    std::string model, out, texture;
-    bool embed = false;
+    std::string model, out, texture, animation;
+    std::vector<std::string> cube;  // as BuildOptions has it
+    bool embed = false, shadows = false;
     double frames_per_second = 0;
 };
 void Import(const ImportOptions& options);
+
+// Prints what a model holds: its counts and its animations.
+void ListModel(const ImportOptions& options);
 
 }  // namespace tools

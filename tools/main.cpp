@@ -12,7 +12,8 @@ int main(int argc, char** argv) {
     app.require_subcommand(1);
 
     std::string in, out;
-    bool json = false, embed = false;
+    std::string cube_map;
+    bool json = false, embed = false, list = false;
     tools::ImportOptions import_options;
 
     CLI::App* info = app.add_subcommand("info", "print what a file holds");
@@ -34,16 +35,30 @@ int main(int argc, char** argv) {
     CLI::App* import_command =
         app.add_subcommand("import", "make a scene of a model (glTF, FBX, OBJ, Collada, ...)");
     import_command->add_option("MODEL", import_options.model, "the model file")->required();
-    import_command->add_option("-o,--output", import_options.out, "the scene file")->required();
+    CLI::Option* output = import_command->add_option("-o,--output", import_options.out,
+                                                     "the scene file; needed without --list");
+    import_command->add_flag("--list", list,
+                             "print what the model holds, its animations above all, and no more");
+    import_command->add_option("--animation", import_options.animation,
+                               "which animation, by name or number; none: the model at rest. Else the first");
     import_command->add_option("--texture", import_options.texture, "the image of a model that names none");
     import_command->add_flag("--embed", import_options.embed, "take the image files into the scene");
     import_command
         ->add_option("--fps", import_options.frames_per_second,
                      "sample motion this often instead of taking its keys")
         ->check(CLI::Range(1.0, 1000.0));
+    import_command->add_flag("--shadows", import_options.shadows, "let the brightest light cast shadows");
+    CLI::Option* cube = import_command->add_option("--cube", cube_map, "a .dds cube map as the background");
+    import_command
+        ->add_option("--cube-faces", import_options.cube,
+                     "six square images as the background: UP DOWN LEFT RIGHT BACK FRONT")
+        ->expected(6)
+        ->excludes(cube);
 
     try {
         app.parse(argc, argv);
+        if (*import_command && !list && import_options.out.empty())
+            throw CLI::RequiredError(output->get_name());
     } catch (const CLI::ParseError& error) {
         return app.exit(error) == 0 ? 0 : 2;
     }
@@ -52,7 +67,11 @@ int main(int argc, char** argv) {
         if (*check) return tools::Check(in) ? 0 : 1;
         if (*pack) tools::Pack(in, out, embed);
         if (*unpack) tools::Unpack(in, out);
-        if (*import_command) tools::Import(import_options);
+        if (!cube_map.empty()) import_options.cube = {cube_map};
+        if (*import_command && list)
+            tools::ListModel(import_options);
+        else if (*import_command)
+            tools::Import(import_options);
     } catch (const std::exception& error) {
         std::fflush(stdout);
         std::fprintf(stderr, "om2: %s\n", error.what());

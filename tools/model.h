@@ -7,6 +7,7 @@
 
 #include "envelope.h"
 #include "geometry/geometry_simple.h"
+#include "geometry/geometry_weighted.h"
 #include "scene/value_types.h"
 
 namespace tools {
@@ -50,6 +51,15 @@ struct ModelMaterial {
     bool two_sided = false;
 };
 
+// How the vertices of a mesh follow nodes. The bones say it all: the placement of the mesh's own node plays
+// no part.
+struct ModelSkin {
+    std::vector<int> bones;              // nodes, at most 256
+    std::vector<osm3d::matrix> offsets;  // one per bone: from the mesh's space into the bone's
+    // One per vertex, the heaviest bone first; the four weights sum to one.
+    std::vector<osm3d::VertexWeights> weights;
+};
+
 // One drawable: at most 65,536 vertices, one material.
 struct ModelMesh {
     std::string name;
@@ -59,6 +69,14 @@ struct ModelMesh {
     std::vector<osm3d::color> colors;
     std::vector<std::vector<osm3d::UV>> uv_sets;
     std::vector<osm3d::Triangle> triangles;
+    std::optional<ModelSkin> skin;
+};
+
+// One of the motions that a model's file holds.
+struct ModelAnimation {
+    std::string name;
+    double seconds = 0;
+    double ticks = 0, ticks_per_second = 0;  // in the file's own unit
 };
 
 // Looks along its node's -z, y up.
@@ -86,19 +104,27 @@ struct Model {
     std::vector<ModelMesh> meshes;
     std::vector<ModelCamera> cameras;
     std::vector<ModelLight> lights;
-    float length = 0;                // key units; 0 when nothing moves
-    std::vector<std::string> notes;  // what a person should know of how the model was read
+    std::vector<ModelAnimation> animations;  // all that the file holds
+    int animation = -1;                      // the one that the nodes' motion is taken from
+    float length = 0;                        // key units; 0 when nothing moves
+    std::vector<std::string> notes;          // what a person should know of how the model was read
 };
 
 // The nodes' placements in the scene at rest, in the nodes' order.
 std::vector<osm3d::matrix> RestWorlds(const Model& model);
 
-// Corners of the smallest box around all meshes at rest. False when there are none.
-bool RestBounds(const Model& model, osm3d::vect3& low, osm3d::vect3& high);
+// Widens `low` to `high` by the corners of a box around all meshes, with the nodes placed as `worlds` says.
+void AddBounds(const Model& model, const std::vector<osm3d::matrix>& worlds, osm3d::vect3& low,
+               osm3d::vect3& high);
 
-// Reads any model that Assimp knows. `texture` names an image for a model that names none; empty: one beside
-// the model is looked for. Throws cli::Error with the reason when the file cannot be read or holds no
-// triangles.
-Model ReadModel(const std::string& path, const std::string& texture);
+struct ReadOptions {
+    std::string texture;    // an image for a model that names none; empty: one beside the model is looked for
+    std::string animation;  // a name or a number from 1 on; empty: the first; "none": the model at rest
+    bool for_shadows = false;  // no mesh of more triangles than a shadow volume can number
+};
+
+// Reads any model that Assimp knows. Throws cli::Error with the reason when the file cannot be read, holds no
+// triangles, or has no such animation.
+Model ReadModel(const std::string& path, const ReadOptions& options);
 
 }  // namespace tools

@@ -15,7 +15,9 @@
 #include <set>
 
 #include "cli/error.h"
+#include "iqm_importer.h"
 #include "model.h"
+#include "scene/value_operations.h"
 
 namespace tools {
 namespace {
@@ -27,9 +29,21 @@ using osm3d::quat;
 using osm3d::vect3;
 
 constexpr unsigned kMaxVertices = 65536;
+// Shadow volumes number triangles in 16 bits, and 0xffff is none.
+constexpr unsigned kMaxShadowTriangles = 65535;
+constexpr std::size_t kMaxBones = 256;
+constexpr std::size_t kMaxWeights = 4;
+// The alpha of the colours that keep vertices of different weights apart.
+constexpr float kMarkAlpha = -7;
 constexpr float kPi = 3.14159265358979f;
 constexpr std::array<const char*, 7> kImageExtensions = {".png", ".jpg", ".tga", ".bmp",
                                                          ".dds", ".dib", ".jpeg"};
+
+vect3 Unit(const vect3& v) { return v; }
+quat Unit(const quat& q) {
+    const float length = std::sqrt(q.x * q.x + q.y * q.y + q.z * q.z + q.w * q.w);
+    return length > 0 ? quat{q.x / length, q.y / length, q.z / length, q.w / length} : quat{0, 0, 0, 1};
+}
 
 vect3 FromAssimp(const aiVector3D& v) { return {v.x, v.y, v.z}; }
 quat FromAssimp(const aiQuaternion& q) { return {q.x, q.y, q.z, q.w}; }
@@ -54,18 +68,6 @@ vect3 TransformPoint(const vect3& p, const matrix& m) {
     return {p.x * m.m[0][0] + p.y * m.m[1][0] + p.z * m.m[2][0] + m.m[3][0],
             p.x * m.m[0][1] + p.y * m.m[1][1] + p.z * m.m[2][1] + m.m[3][1],
             p.x * m.m[0][2] + p.y * m.m[1][2] + p.z * m.m[2][2] + m.m[3][2]};
-}
-
-// Directions, for the rotations and even scales that bones have.
-vect3 TransformDirection(const vect3& p, const matrix& m) {
-    return {p.x * m.m[0][0] + p.y * m.m[1][0] + p.z * m.m[2][0],
-            p.x * m.m[0][1] + p.y * m.m[1][1] + p.z * m.m[2][1],
-            p.x * m.m[0][2] + p.y * m.m[1][2] + p.z * m.m[2][2]};
-}
-
-vect3 Normalized(const vect3& v) {
-    const float length = std::sqrt(v.x * v.x + v.y * v.y + v.z * v.z);
-    return length > 0 ? vect3{v.x / length, v.y / length, v.z / length} : vect3{0, 0, 1};
 }
 
 // y up to z up: a quarter turn about x.
@@ -105,12 +107,11 @@ Bytes TexelsAsTga(const aiTexture& texture) {
 
 class Reader {
   public:
-    Reader(const std::string& path, const std::string& texture) : path_(path), texture_(texture) {}
+    Reader(const std::string& path, const ReadOptions& options) : path_(path), options_(options) {}
 
     Model Read() {
         Load();
         Nodes();
-        Bones();
         Animation();
         Materials();
         Meshes();
@@ -124,15 +125,22 @@ class Reader {
     void Load() {
         if (std::error_code error; !fs::exists(path_, error))
             throw cli::Error(fmt::format("{}: no such file", path_));
+        importer_.UnregisterLoader(importer_.GetImporter("iqm"));
+        importer_.RegisterLoader(new IqmImporter);
         importer_.SetPropertyInteger(AI_CONFIG_PP_SLM_VERTEX_LIMIT, kMaxVertices);
-        importer_.SetPropertyInteger(AI_CONFIG_PP_SLM_TRIANGLE_LIMIT, std::numeric_limits<int>::max());
+        importer_.SetPropertyInteger(
+            AI_CONFIG_PP_SLM_TRIANGLE_LIMIT,
+            options_.for_shadows ? static_cast<int>(kMaxShadowTriangles) : std::numeric_limits<int>::max());
         importer_.SetPropertyInteger(AI_CONFIG_PP_SBP_REMOVE, aiPrimitiveType_POINT | aiPrimitiveType_LINE);
-        importer_.SetPropertyInteger(AI_CONFIG_PP_LBW_MAX_WEIGHTS, 4);
         scene_ = importer_.ReadFile(path_, aiProcess_Triangulate | aiProcess_SortByPType |
-                                               aiProcess_GenSmoothNormals | aiProcess_JoinIdenticalVertices |
-                                               aiProcess_ImproveCacheLocality | aiProcess_SplitLargeMeshes |
-                                               aiProcess_LimitBoneWeights | aiProcess_FlipUVs |
+                                               aiProcess_GenSmoothNormals | aiProcess_FlipUVs |
                                                aiProcess_GenUVCoords | aiProcess_FindInvalidData);
+        if (scene_ && scene_->mRootNode) {
+            KeepWeightsApart();
+            scene_ =
+                importer_.ApplyPostProcessing(aiProcess_JoinIdenticalVertices |
+                                              aiProcess_ImproveCacheLocality | aiProcess_SplitLargeMeshes);
+        }
         if (!scene_ || !scene_->mRootNode) {
             std::string reason = importer_.GetErrorString();
             std::replace(reason.begin(), reason.end(), '\n', ' ');
@@ -141,6 +149,30 @@ class Reader {
         }
         const std::string extension = Lower(fs::path(path_).extension().string());
         is_gltf_ = extension == ".gltf" || extension == ".glb" || extension == ".vrm";
+    }
+
+    // Vertices that are alike are joined, whatever their weights; a colour of its own for every combination
+    // of bones and weights keeps those apart that move apart.
+    void KeepWeightsApart() {
+        for (unsigned i = 0; i < scene_->mNumMeshes; ++i) {
+            aiMesh& mesh = *scene_->mMeshes[i];
+            const unsigned set = mesh.GetNumColorChannels();
+            if (!mesh.HasBones() || set == AI_MAX_NUMBER_OF_COLOR_SETS) continue;
+            std::vector<std::vector<std::pair<unsigned, float>>> of_vertex(mesh.mNumVertices);
+            for (unsigned b = 0; b < mesh.mNumBones; ++b)
+                for (unsigned w = 0; w < mesh.mBones[b]->mNumWeights; ++w) {
+                    const aiVertexWeight& weight = mesh.mBones[b]->mWeights[w];
+                    if (weight.mVertexId < mesh.mNumVertices && weight.mWeight > 0)
+                        of_vertex[weight.mVertexId].emplace_back(b, weight.mWeight);
+                }
+            std::map<std::vector<std::pair<unsigned, float>>, unsigned> numbers;
+            mesh.mColors[set] = new aiColor4D[mesh.mNumVertices];
+            for (unsigned v = 0; v < mesh.mNumVertices; ++v) {
+                const auto next = static_cast<unsigned>(numbers.size());
+                const unsigned number = numbers.emplace(of_vertex[v], next).first->second;
+                mesh.mColors[set][v] = {static_cast<float>(number), 0, 0, kMarkAlpha};
+            }
+        }
     }
 
     void Nodes() {
@@ -164,15 +196,6 @@ class Reader {
             model_.nodes.push_back(std::move(out));
             for (unsigned i = node->mNumChildren; i-- > 0;) stack.emplace_back(node->mChildren[i], index);
         }
-        worlds_ = RestWorlds(model_);
-    }
-
-    void Bones() {
-        for (unsigned i = 0; i < scene_->mNumMeshes; ++i)
-            for (unsigned b = 0; b < scene_->mMeshes[i]->mNumBones; ++b)
-                for (int node = Joint(scene_->mMeshes[i]->mBones[b]->mName.C_Str()); node > 1;
-                     node = model_.nodes[static_cast<std::size_t>(node)].parent)
-                    skeleton_.insert(node);
     }
 
     // The joint called `name`, or, where only a mesh has the name, that; -1 for none.
@@ -182,40 +205,66 @@ class Reader {
         return node == node_index_.end() ? -1 : node->second;
     }
 
-    // Bones, what they hang on (the model's root apart), and all below: they keep their rest pose with the
-    // skin.
-    bool InSkeleton(int index) const {
-        for (; index > 1; index = model_.nodes[static_cast<std::size_t>(index)].parent)
-            if (skeleton_.count(index)) return true;
-        return false;
-    }
-
     static float Units(double ticks, double rate) {
         return static_cast<float>(ticks / rate * kKeyUnitsPerSecond);
     }
 
+    static double Rate(const aiAnimation& animation) {
+        return animation.mTicksPerSecond > 0 ? animation.mTicksPerSecond : 25.0;
+    }
+
+    // What people call an animation is often only the last part of its name: "Armature|Walk", "Robot_Walk".
+    static std::string ShortName(const std::string& name) {
+        const std::size_t at = name.find_last_of("|_:");
+        return Lower(at == name.npos ? name : name.substr(at + 1));
+    }
+
+    // Which animation `wanted` means: its name to the letter, its number from 1 on, its name in other
+    // letters, the last part of its name if that is one animation's alone.
+    int FindAnimation(const std::string& wanted) const {
+        const auto& all = model_.animations;
+        for (std::size_t i = 0; i < all.size(); ++i)
+            if (all[i].name == wanted) return static_cast<int>(i);
+        if (wanted == "none") return -1;
+        const bool digits =
+            !wanted.empty() && wanted.size() < 9 && wanted.find_first_not_of("0123456789") == wanted.npos;
+        if (digits && std::stoul(wanted) >= 1 && std::stoul(wanted) <= all.size())
+            return static_cast<int>(std::stoul(wanted)) - 1;
+        for (const bool whole : {true, false}) {
+            int found = -1, count = 0;
+            for (std::size_t i = 0; i < all.size(); ++i) {
+                if ((whole ? Lower(all[i].name) : ShortName(all[i].name)) != Lower(wanted)) continue;
+                found = static_cast<int>(i);
+                ++count;
+            }
+            if (count == 1) return found;
+        }
+        std::string names;
+        for (std::size_t i = 0; i < all.size(); ++i)
+            names += fmt::format("{}{} \"{}\"", i ? ", " : "", i + 1, all[i].name);
+        throw cli::Error(all.empty()
+                             ? fmt::format("{}: holds no animations", path_)
+                             : fmt::format("{}: has no animation \"{}\"; it has {}", path_, wanted, names));
+    }
+
     void Animation() {
-        if (scene_->mNumAnimations == 0) return;
-        const aiAnimation& animation = *scene_->mAnimations[0];
-        const double rate = animation.mTicksPerSecond > 0 ? animation.mTicksPerSecond : 25.0;
-        unsigned kept = 0, left_out = 0;
+        for (unsigned i = 0; i < scene_->mNumAnimations; ++i) {
+            const aiAnimation& in = *scene_->mAnimations[i];
+            model_.animations.push_back({in.mName.C_Str(), in.mDuration / Rate(in), in.mDuration, Rate(in)});
+        }
+        model_.animation = options_.animation.empty() ? (model_.animations.empty() ? -1 : 0)
+                                                      : FindAnimation(options_.animation);
+        if (model_.animation < 0) return;
+        const aiAnimation& animation = *scene_->mAnimations[model_.animation];
         for (unsigned i = 0; i < animation.mNumChannels; ++i) {
             const aiNodeAnim& channel = *animation.mChannels[i];
             const int node = Joint(channel.mNodeName.C_Str());
-            if (node < 0) continue;
-            if (InSkeleton(node)) {
-                ++left_out;
-                continue;
-            }
-            ++kept;
-            Channel(channel, rate, model_.nodes[static_cast<std::size_t>(node)]);
+            if (node >= 0) Channel(channel, Rate(animation), model_.nodes[static_cast<std::size_t>(node)]);
         }
-        if (kept > 0 && scene_->mNumAnimations > 1)
-            model_.notes.push_back(fmt::format("{} animations; took the first, \"{}\"",
-                                               scene_->mNumAnimations, animation.mName.C_Str()));
-        if (left_out > 0)
-            model_.notes.push_back(
-                fmt::format("skins come in their rest pose; the motion of {} bones is left out", left_out));
+        if (options_.animation.empty() && model_.animations.size() > 1)
+            model_.notes.push_back(fmt::format(
+                "{} animations; took the first, \"{}\" (--list names them, --animation picks one)",
+                model_.animations.size(), animation.mName.C_Str()));
     }
 
     void Channel(const aiNodeAnim& channel, double rate, ModelNode& node) {
@@ -230,7 +279,7 @@ class Reader {
             for (unsigned k = 0; k < count; ++k) {
                 const float time = Units(keys[k].mTime, rate);
                 if (!std::isfinite(time) || (!out.empty() && time < out.back().time)) continue;
-                out.push_back({time, FromAssimp(keys[k].mValue)});
+                out.push_back({time, Unit(FromAssimp(keys[k].mValue))});
                 model_.length = std::max(model_.length, time);
             }
         };
@@ -363,6 +412,15 @@ class Reader {
         for (const auto& [node, index] : order_)
             for (unsigned i = 0; i < node->mNumMeshes; ++i) Mesh(*scene_->mMeshes[node->mMeshes[i]], index);
         if (model_.meshes.empty()) throw cli::Error(fmt::format("{}: holds no triangles to draw", path_));
+        if (morphing_ > 0)
+            model_.notes.push_back(
+                fmt::format("{} meshes have morph targets, which are left out", morphing_));
+        if (cut_vertices_ > 0)
+            model_.notes.push_back(fmt::format(
+                "{} vertices follow more than four bones; each keeps its four heaviest", cut_vertices_));
+        if (!lost_bones_.empty())
+            model_.notes.push_back(fmt::format("{} bones have no node, \"{}\" for one; nothing follows them",
+                                               lost_bones_.size(), *lost_bones_.begin()));
     }
 
     void Mesh(const aiMesh& in, int node) {
@@ -387,13 +445,16 @@ class Reader {
             out.triangles.push_back({{static_cast<u16>(face.mIndices[0]), static_cast<u16>(face.mIndices[1]),
                                       static_cast<u16>(face.mIndices[2])}});
         }
-        if (in.HasBones()) RestPose(in, out);
-        if (!out.triangles.empty()) model_.meshes.push_back(std::move(out));
+        if (in.mNumAnimMeshes > 0) ++morphing_;
+        if (in.HasBones() && !out.triangles.empty())
+            Skin(in, out);
+        else if (!out.triangles.empty())
+            model_.meshes.push_back(std::move(out));
     }
 
     // Vertex colours make a mesh unlit, so that white ones, which say nothing, are left out.
     void Colors(const aiMesh& in, ModelMesh& out) const {
-        if (!in.HasVertexColors(0)) return;
+        if (!in.HasVertexColors(0) || in.mColors[0][0].a == kMarkAlpha) return;
         bool says_something = false;
         for (unsigned v = 0; v < in.mNumVertices; ++v) {
             const color c = ScreenColor(in.mColors[0][v]);
@@ -403,52 +464,133 @@ class Reader {
         if (!says_something) out.colors.clear();
     }
 
-    // Puts a skinned mesh where its bones hold it at rest: in the root's space.
-    void RestPose(const aiMesh& in, ModelMesh& out) {
-        std::vector<vect3> positions(out.positions.size(), vect3{0, 0, 0}),
-            normals(out.normals.size(), vect3{0, 0, 0});
-        std::vector<float> weights(out.positions.size(), 0.0f);
-        matrix up = TurnUp(), down{};  // bones' worlds without the turn at the root
-        for (unsigned r = 0; r < 4; ++r)
-            for (unsigned c = 0; c < 4; ++c) down.m[r][c] = up.m[c][r];
+    // One bone's part in a vertex, by its place among the bones of the mesh.
+    struct Influence {
+        std::size_t bone;
+        float weight;
+    };
+
+    // The bones of a mesh, and each vertex's part in them: the four heaviest at most, of positive weight, the
+    // heaviest first. Vertices without any follow the mesh's own node.
+    void Skin(const aiMesh& in, ModelMesh& out) {
+        ModelSkin skin;
+        std::vector<std::vector<Influence>> vertices(out.positions.size());
         for (unsigned b = 0; b < in.mNumBones; ++b) {
             const aiBone& bone = *in.mBones[b];
             const int joint = Joint(bone.mName.C_Str());
-            if (joint < 0) continue;
-            const matrix m = Multiply(
-                Multiply(FromAssimp(bone.mOffsetMatrix), worlds_[static_cast<std::size_t>(joint)]), down);
+            if (joint < 0) {
+                lost_bones_.insert(bone.mName.C_Str());
+                continue;
+            }
+            const std::size_t place = skin.bones.size();
+            bool used = false;
             for (unsigned w = 0; w < bone.mNumWeights; ++w) {
-                const std::size_t v = bone.mWeights[w].mVertexId;
-                const float weight = bone.mWeights[w].mWeight;
-                if (v >= positions.size()) continue;
-                auto add = [&](vect3& to, const vect3& from) {
-                    to.x += from.x * weight;
-                    to.y += from.y * weight;
-                    to.z += from.z * weight;
-                };
-                add(positions[v], TransformPoint(out.positions[v], m));
-                if (!normals.empty()) add(normals[v], TransformDirection(out.normals[v], m));
-                weights[v] += weight;
+                const aiVertexWeight& weight = bone.mWeights[w];
+                if (weight.mVertexId >= vertices.size() || !(weight.mWeight > 0) ||
+                    !std::isfinite(weight.mWeight))
+                    continue;
+                vertices[weight.mVertexId].push_back({place, weight.mWeight});
+                used = true;
+            }
+            if (!used) continue;
+            skin.bones.push_back(joint);
+            skin.offsets.push_back(FromAssimp(bone.mOffsetMatrix));
+        }
+        const bool loose =
+            std::any_of(vertices.begin(), vertices.end(), [](const auto& list) { return list.empty(); });
+        if (loose) {
+            for (auto& list : vertices)
+                if (list.empty()) list.push_back({skin.bones.size(), 1});
+            skin.bones.push_back(out.node);
+            skin.offsets.push_back(osm3d::kMatrixIdentity);
+        }
+        for (auto& list : vertices) {
+            std::stable_sort(list.begin(), list.end(),
+                             [](const Influence& a, const Influence& b) { return a.weight > b.weight; });
+            if (list.size() > kMaxWeights) {
+                list.resize(kMaxWeights);
+                ++cut_vertices_;
             }
         }
-        const matrix own = Multiply(worlds_[static_cast<std::size_t>(out.node)], down);
-        for (std::size_t v = 0; v < positions.size(); ++v) {
-            if (weights[v] > 1e-6f) {
-                const float k = 1 / weights[v];
-                out.positions[v] = {positions[v].x * k, positions[v].y * k, positions[v].z * k};
-            } else {
-                out.positions[v] = TransformPoint(out.positions[v], own);
-                if (!normals.empty()) normals[v] = TransformDirection(out.normals[v], own);
+        SplitByBones(out, skin, vertices);
+    }
+
+    // Hands on the mesh, in pieces of at most 256 bones each.
+    void SplitByBones(const ModelMesh& mesh, const ModelSkin& skin,
+                      const std::vector<std::vector<Influence>>& vertices) {
+        std::size_t first = 0;
+        while (first < mesh.triangles.size()) {
+            std::map<std::size_t, std::size_t> palette;  // place in the skin, place in the piece
+            std::size_t last = first;
+            for (; last < mesh.triangles.size(); ++last) {
+                std::set<std::size_t> more;
+                for (const u16 v : mesh.triangles[last].index)
+                    for (const Influence& influence : vertices[v])
+                        if (!palette.count(influence.bone)) more.insert(influence.bone);
+                if (palette.size() + more.size() > kMaxBones) break;
+                for (const std::size_t bone : more) palette.emplace(bone, palette.size());
             }
-            if (!normals.empty()) out.normals[v] = Normalized(normals[v]);
+            model_.meshes.push_back(Piece(mesh, skin, vertices, palette, first, last));
+            first = last;
         }
-        out.node = 0;
+    }
+
+    // Triangles `first` to before `last`, with the vertices and bones that they need.
+    static ModelMesh Piece(const ModelMesh& mesh, const ModelSkin& skin,
+                           const std::vector<std::vector<Influence>>& vertices,
+                           const std::map<std::size_t, std::size_t>& palette, std::size_t first,
+                           std::size_t last) {
+        ModelMesh out;
+        out.name = mesh.name;
+        out.node = mesh.node;
+        out.material = mesh.material;
+        out.uv_sets.resize(mesh.uv_sets.size());
+        out.skin.emplace();
+        out.skin->bones.resize(palette.size());
+        out.skin->offsets.resize(palette.size());
+        for (const auto& [from, to] : palette) {
+            out.skin->bones[to] = skin.bones[from];
+            out.skin->offsets[to] = skin.offsets[from];
+        }
+        std::map<u16, u16> numbers;
+        for (std::size_t t = first; t < last; ++t) {
+            osm3d::Triangle triangle = mesh.triangles[t];
+            for (u16& v : triangle.index) {
+                const auto [entry, is_new] = numbers.emplace(v, static_cast<u16>(numbers.size()));
+                if (is_new) {
+                    out.positions.push_back(mesh.positions[v]);
+                    if (!mesh.normals.empty()) out.normals.push_back(mesh.normals[v]);
+                    if (!mesh.colors.empty()) out.colors.push_back(mesh.colors[v]);
+                    for (std::size_t set = 0; set < mesh.uv_sets.size(); ++set)
+                        out.uv_sets[set].push_back(mesh.uv_sets[set][v]);
+                    out.skin->weights.push_back(Weights(vertices[v], palette));
+                }
+                v = entry->second;
+            }
+            out.triangles.push_back(triangle);
+        }
+        return out;
+    }
+
+    // The fourth weight is what is left of one; where a vertex has fewer bones the places left over name its
+    // first, so that rounding stays with it.
+    static osm3d::VertexWeights Weights(const std::vector<Influence>& influences,
+                                        const std::map<std::size_t, std::size_t>& palette) {
+        double sum = 0;
+        for (const Influence& influence : influences) sum += influence.weight;
+        osm3d::VertexWeights out{};
+        for (std::size_t k = 0; k < kMaxWeights; ++k) {
+            const bool present = k < influences.size();
+            out.bones[k] = static_cast<u8>(palette.at(influences[present ? k : 0].bone));
+            if (present && k < 3) out.blend[k] = static_cast<float>(influences[k].weight / sum);
+        }
+        return out;
     }
 
     // A model that names no image at all, but has coordinates: the one given, or one beside it with its name.
     void LooseTexture() {
         if (!model_.images.empty()) return;
-        fs::path image = texture_;
+        fs::path image = options_.texture;
         if (image.empty()) {
             const fs::path base = fs::path(path_).parent_path() / fs::path(path_).stem();
             for (const char* ending : {"_diffuse", "_albedo", "_basecolor", "_color", ""})
@@ -461,7 +603,7 @@ class Reader {
             model_.notes.push_back(
                 fmt::format("the model names no image; took {} beside it", image.filename().string()));
         } else if (std::error_code error; !fs::is_regular_file(image, error)) {
-            throw cli::Error(fmt::format("{}: no such image file", texture_));
+            throw cli::Error(fmt::format("{}: no such image file", options_.texture));
         }
         const int index = AddImage("", {fs::absolute(image).lexically_normal().string(), {}});
         std::set<int> with_coordinates;
@@ -547,13 +689,14 @@ class Reader {
         return {std::max(c.r, 0.0f) / top, std::max(c.g, 0.0f) / top, std::max(c.b, 0.0f) / top, 1};
     }
 
-    std::string path_, texture_;
+    std::string path_;
+    const ReadOptions& options_;
     Assimp::Importer importer_;
     const aiScene* scene_ = nullptr;
     bool is_gltf_ = false;
     Model model_;
-    std::vector<matrix> worlds_;
-    std::set<int> skeleton_;
+    unsigned morphing_ = 0, cut_vertices_ = 0;
+    std::set<std::string> lost_bones_;
     std::map<std::string, int> node_index_, joint_index_, images_;
     std::vector<std::pair<const aiNode*, int>> order_;
 };
@@ -569,20 +712,35 @@ std::vector<matrix> RestWorlds(const Model& model) {
     return worlds;
 }
 
-bool RestBounds(const Model& model, vect3& low, vect3& high) {
-    constexpr float kMax = std::numeric_limits<float>::max();
-    low = {kMax, kMax, kMax};
-    high = {-kMax, -kMax, -kMax};
-    const std::vector<matrix> worlds = RestWorlds(model);
-    for (const ModelMesh& mesh : model.meshes)
-        for (const vect3& position : mesh.positions) {
-            const vect3 p = TransformPoint(position, worlds[static_cast<std::size_t>(mesh.node)]);
-            low = {std::min(low.x, p.x), std::min(low.y, p.y), std::min(low.z, p.z)};
-            high = {std::max(high.x, p.x), std::max(high.y, p.y), std::max(high.z, p.z)};
+void AddBounds(const Model& model, const std::vector<matrix>& worlds, vect3& low, vect3& high) {
+    const auto add = [&](const vect3& p) {
+        low = {std::min(low.x, p.x), std::min(low.y, p.y), std::min(low.z, p.z)};
+        high = {std::max(high.x, p.x), std::max(high.y, p.y), std::max(high.z, p.z)};
+    };
+    for (const ModelMesh& mesh : model.meshes) {
+        if (!mesh.skin) {
+            for (const vect3& position : mesh.positions)
+                add(TransformPoint(position, worlds[static_cast<std::size_t>(mesh.node)]));
+            continue;
         }
-    return low.x <= high.x;
+        const ModelSkin& skin = *mesh.skin;
+        std::vector<matrix> palette;
+        for (std::size_t b = 0; b < skin.bones.size(); ++b)
+            palette.push_back(Multiply(skin.offsets[b], worlds[static_cast<std::size_t>(skin.bones[b])]));
+        for (std::size_t v = 0; v < mesh.positions.size(); ++v) {
+            const osm3d::VertexWeights& w = skin.weights[v];
+            const float blend[4] = {w.blend[0], w.blend[1], w.blend[2],
+                                    1 - w.blend[0] - w.blend[1] - w.blend[2]};
+            vect3 sum{0, 0, 0};
+            for (unsigned k = 0; k < 4; ++k) {
+                const vect3 p = TransformPoint(mesh.positions[v], palette[w.bones[k]]);
+                sum = {sum.x + p.x * blend[k], sum.y + p.y * blend[k], sum.z + p.z * blend[k]};
+            }
+            add(sum);
+        }
+    }
 }
 
-Model ReadModel(const std::string& path, const std::string& texture) { return Reader(path, texture).Read(); }
+Model ReadModel(const std::string& path, const ReadOptions& options) { return Reader(path, options).Read(); }
 
 }  // namespace tools
