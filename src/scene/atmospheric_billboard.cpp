@@ -20,7 +20,7 @@ constexpr u32 kCorners = 4;
 
 struct Corner {
     f32 x, y;  // from the centre, in halves of the size
-    UV uv;     // below 0: wrapped, so that the picture stands upright
+    UV uv;     // v grows upwards: the first row of an image lies at the bottom
 };
 
 constexpr std::array<Corner, kCorners> kCornerRules{{

@@ -38,7 +38,8 @@ class BillboardElement : public Animatable {
 };
 
 /// A set of square sprites that lie in planes parallel to the picture, drawn in the order of the elements
-/// with one material. A yellow point marks each centre. Stored as chunk ATBL.
+/// with one material. Texture coordinates run from (0, -1) at the lower left corner to (1, 0) at the upper
+/// right one. A yellow point marks each centre. Stored as chunk ATBL.
 ///
 ///     AtmosphericBillboard sprites;
 ///     auto holder = std::make_unique<particle::Billboard>();

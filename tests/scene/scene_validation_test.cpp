@@ -144,6 +144,11 @@ struct Whole {
             });
         };
     }
+    Body Sprite() { return f.Sprite({0, 0, 0}, 1); }
+    Body Sprites(const Bodies& elements) { return Sprites(elements, Null()); }
+    Body Sprites(const Bodies& elements, const Body& material) {
+        return [this, elements, material] { f.Billboards(material, elements); };
+    }
     // Without the power of its highlights.
     Body BadMaterial() {
         const Body state = [this] { f.RenderState(); };
@@ -250,6 +255,56 @@ std::vector<RefusedCase> RefusedCases() {
          [](Whole& w) {
              w.parts.background = w.Chunk("ATBG", {w.Byte(1), w.Null()});
          }},
+        {"CubeBackgroundOfABitmap", "no cube map",
+         [](Whole& w) {
+             w.parts.background = [&w] { w.f.TextureBackground(3, [&w] { w.f.NamedTexture("sky.png"); }); };
+         }},
+        {"BillboardMissing", "no billboard",
+         [](Whole& w) {
+             w.parts.after = w.List({w.Chunk("ATBL", {w.Null(), w.Word(0)})});
+         }},
+        {"SpriteWithoutAPlace", "sprite 1 has no transformation",
+         [](Whole& w) {
+             w.parts.after = w.List({w.Sprites({w.Sprite(), [&w] { w.f.Null(), w.f.ConstFloat(1); }})});
+         }},
+        {"SpriteWithoutASize", "sprite 0 has no size",
+         [](Whole& w) {
+             w.parts.before = w.List({w.Sprites({[&w] { w.f.Placement({0, 0, 0}), w.f.Null(); }})});
+         }},
+        {"SpriteWithoutKeys", "sprite 0",
+         [](Whole& w) {
+             w.parts.after = w.List({w.Sprites({[&w] { w.f.Placement({0, 0, 0}), w.f.LinearFloat({}); }})});
+         }},
+        {"SpritesBeyondTheFile", "billboard elements",
+         [](Whole& w) {
+             w.parts.after = w.List({w.Chunk("ATBL", {w.Null(), w.Word(1 << 28)})});
+         }},
+        {"SpritesBelowNone", "billboard elements",
+         [](Whole& w) {
+             w.parts.after = w.List({w.Chunk("ATBL", {w.Null(), w.Word(-1)})});
+         }},
+        {"MoreSpritesThanIndices", "16385 sprites",
+         [](Whole& w) {
+             w.parts.after = w.List({w.Sprites(Whole::Bodies(16385, [&w] { w.f.Null(), w.f.Null(); }))});
+         }},
+        {"SpritesOfABadMaterial", "its material",
+         [](Whole& w) { w.parts.after = w.List({w.Sprites({w.Sprite()}, w.BadMaterial())}); }},
+        {"BillboardSharedByUnequals", "shares its billboard",
+         [](Whole& w) {
+             w.parts.after = [&w] {
+                 int shared = -1;
+                 w.f.I32(2);
+                 w.f.Chunk("ATBL", 1, [&] {
+                     shared = w.f.Chunk("FPRB", 1, w.Null());
+                     w.f.I32(0);
+                 });
+                 w.f.Chunk("ATBL", 1, [&] {
+                     w.f.Ref(shared);
+                     w.f.I32(1);
+                     w.Sprite()();
+                 });
+             };
+         }},
         {"UnknownRenderer", "scene renderer 0",
          [](Whole& w) { w.parts.renderers = w.List({w.Chunk("S?RR", {})}); }},
     };
@@ -278,6 +333,14 @@ TEST(SceneFile, WholeSceneAndItsOddCornersAreAccepted) {
         {"fog without a colour",
          [](Whole& w) {
              w.parts.before = w.List({w.Chunk("ATFG", {w.Byte(7), w.Null(), w.Null(), w.Null()})});
+         }},
+        {"cube background",
+         [](Whole& w) {
+             w.parts.background = [&w] { w.f.TextureBackground(3, [&w] { w.f.EmbeddedCube({}); }); };
+         }},
+        {"sprites",
+         [](Whole& w) {
+             w.parts.after = w.List({w.Sprites({w.Sprite(), w.Sprite()}), w.Sprites({})});
          }},
         {"background without a mode", [](Whole& w) { w.parts.background = w.Chunk("ATBG", {w.Byte(0)}); }},
         {"nothing but a root", [](Whole& w) { w.parts = {}; }},
