@@ -12,11 +12,12 @@ struct SkinJob {
     /// Entries of both palettes: each value that a bone index can have is one of them.
     static constexpr u32 kPaletteSize = 256;
 
-    /// How to go about it. All give the same bits.
+    /// How to go about it. They differ by rounding; on one path equal vertices give equal results wherever
+    /// they stand.
     enum class Path {
         kPlain,  // any processor
         kSse2,   // every x86-64, and any x86 since 2001
-        kAvx2,
+        kAvx2,   // with fused multiply-add
     };
 
     const VertexWeights* weights = nullptr;  // the greater of both counts

@@ -6,7 +6,9 @@
 #include <vector>
 
 #include "controller/validation.h"
+#include "geometry/geometry_composite.h"
 #include "geometry/mesh.h"
+#include "geometry/mesh_simple.h"
 #include "material/material.h"
 #include "material/texture.h"
 #include "scene/atmospheric.h"
@@ -113,11 +115,44 @@ class Validator {
         return true;
     }
 
+    // Each stack and each shape that one deforms belongs to one mesh: results are copies, and a file that names
+    // one shape a thousand times would get a thousand of it.
+    bool DeformedOnce(const Mesh& mesh) {
+        const auto* simple = dynamic_cast<const MeshSimple*>(&mesh);
+        if (simple == nullptr || simple->GetStack() == nullptr) {
+            return true;
+        }
+        if (!deformed.insert(simple->GetStack()).second) {
+            return Refuse("its modifier stack is another mesh's as well");
+        }
+        const Geometry* geometry = simple->GetGeometry();
+        if (geometry == nullptr) {
+            return true;
+        }
+        if (!geometry->Validate(reason)) {
+            return false;
+        }
+        std::vector<const Geometry*> open{geometry};
+        while (!open.empty()) {
+            const Geometry* part = open.back();
+            open.pop_back();
+            if (!deformed.insert(part).second) {
+                return Refuse("its geometry is deformed by another mesh as well");
+            }
+            if (const auto* composite = dynamic_cast<const GeometryComposite*>(part)) {
+                for (u32 i = 0; i < composite->PartCount(); ++i) {
+                    open.push_back(composite->Part(i));
+                }
+            }
+        }
+        return true;
+    }
+
     bool Meshes() {
         for (std::size_t i = 0; i < scene.meshes.size(); ++i) {
             const Mesh& mesh = *scene.meshes[i];
             const std::string name = Name("mesh", i);
-            if (!mesh.Validate(reason) || !Controllers(mesh) || !Placement(mesh)) {
+            if (!DeformedOnce(mesh) || !mesh.Validate(reason) || !Controllers(mesh) || !Placement(mesh)) {
                 return Prefix(name);
             }
             if (mesh.GetMaterial() != nullptr && !OneMaterial(mesh.GetMaterial(), name + ", its material")) {
@@ -236,6 +271,7 @@ class Validator {
     const SceneHierarchy& scene;
     std::string& reason;
     std::unordered_set<const HierarchyNode*> nodes;
+    std::unordered_set<const void*> deformed;
     std::unordered_set<const Material*> checked;
     std::unordered_map<const particle::Billboard*, std::size_t> spriteCounts;
 };
