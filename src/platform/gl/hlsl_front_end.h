@@ -1,0 +1,13 @@
+// The front end that reads HLSL: glslang, in its mode for Direct3D 9.
+#pragma once
+
+#include "platform/gl/hlsl_scan.h"
+
+namespace platform::gl {
+
+/// Reads a scanned text and gives the module of its entry function. `original` is the text before the scan:
+/// columns of messages are looked up in it. False with messages.
+bool ReadHlsl(const HlslScan& scan, std::string_view original, const std::string& entry, bool vertex,
+              std::vector<u32>& words, std::vector<CompileMessage>& messages);
+
+}  // namespace platform::gl
