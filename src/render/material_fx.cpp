@@ -73,6 +73,11 @@ std::string MaterialFX::SourceName() const {
     return resourceId != 0 ? "resource " + std::to_string(resourceId & 0xffff) : file;
 }
 
+void MaterialFX::Complain(const char* what) {
+    loadError = SourceName() + ": " + what;
+    platform::DebugString(loadError + "\n");
+}
+
 HRESULT MaterialFX::Compile(ComPtr<ID3DXBuffer>& errors) {
     std::vector<D3DXMACRO> defines;
     for (const auto& [name, definition] : macros) defines.push_back({name.c_str(), definition.c_str()});
@@ -107,13 +112,12 @@ void MaterialFX::Load() {
 
     if (FAILED(compiled) || !effect) {
         if (errors) loadError = static_cast<const char*>(errors->GetBufferPointer());
-        if (loadError.empty()) loadError = SourceName() + ": the effect's text cannot be read";
+        if (loadError.empty()) Complain("the effect's text cannot be read");
         return;
     }
     if (FAILED(effect->FindNextValidTechnique(nullptr, &technique)) || technique == nullptr) {
         technique = nullptr;
-        loadError = SourceName() + ": the device can draw none of the effect's techniques";
-        platform::DebugString(loadError + "\n");
+        Complain("the device can draw none of the effect's techniques");
         return;
     }
     effect->ValidateTechnique(technique);

@@ -29,8 +29,8 @@ class Texture;
 ///     if (!glow->IsReady()) ... glow->GetLoadError() says why
 ///     glow->SetVector("Tint", {1, 0.5f, 0, 1});
 ///
-/// A draw's transforms come through a modifier (CreateModifier) in the stack of what is drawn, or else through
-/// PrepareDraw. The states that the passes change are those from before again after End.
+/// A draw's transforms come through a modifier (CreateModifier) in the stack of what is drawn, or else
+/// through PrepareDraw. The states that the passes change are those from before again after End.
 class MaterialFX : public Material {
   public:
     MaterialFX() = default;
@@ -119,6 +119,7 @@ class MaterialFX : public Material {
     HRESULT Compile(ComPtr<ID3DXBuffer>& errors);
     /// The text's place in messages.
     std::string SourceName() const;
+    void Complain(const char* what);
 
     static constexpr u32 kTransforms = 7;
 
