@@ -50,6 +50,16 @@ const std::map<std::string, const char*>& ClassNames() {
         {"CoCF", "Op<color, color, float>"},
         {"CVCV", "Conv<color, vect3>"},
         {"TS__", "TextureStage"},
+        {"GOWT", "GeometryWeighted"},
+        {"MOST", "ModifierStack"},
+        {"MDSK", "ModifierSkin"},
+        {"TXCF", "TextureCubemapFile"},
+        {"MTFX", "MaterialFX"},
+        {"SRMR", "SceneRendererMirror"},
+        {"SRDF", "SceneRendererDOF"},
+        {"SRSW", "SceneRendererShadow"},
+        {"ATBL", "AtmosphericBillboard"},
+        {"FPRB", "Billboard"},
     };
     return names;
 }
@@ -289,6 +299,52 @@ class Walker {
         if (contents & 2) Take(triangles * 6, "triangles");
         if (contents & 4) Take(Count(node, "groups", 8) * 8, "groups");
     }
+    // One vertex's bones and the weights of the first three.
+    void Weights(Node& node) {
+        constexpr std::size_t kSize = 16;
+        const std::size_t count = Count(node, "weights", kSize);
+        const std::uint8_t* p = Take(count * kSize, "weights");
+        if (!p) return;
+        std::string text;
+        const std::size_t shown = std::min(count, kMaxShown);
+        for (std::size_t i = 0; i < shown; ++i) {
+            const std::uint8_t* w = p + i * kSize;
+            float blend[3];
+            std::memcpy(blend, w + 4, sizeof blend);
+            text += fmt::format("{}[{}, {}, {}, {}: {}, {}, {}]", i ? ", " : "", w[0], w[1], w[2], w[3],
+                                Number(blend[0]), Number(blend[1]), Number(blend[2]));
+        }
+        node.fields.push_back(
+            {"bones and weights", fmt::format("{} values: {}{}", count, text, shown < count ? ", ..." : "")});
+    }
+    // An image of a cube map: its path, or its bytes.
+    void CubeImage(Node& node, const std::string& name, bool embedded) {
+        if (broken_) return;
+        if (!embedded) {
+            String(node, (name + " file").c_str());
+            return;
+        }
+        const std::size_t size = Count(node, (name + " embedded bytes").c_str(), 1);
+        if (const std::uint8_t* image = Take(size, "embedded image")) ImageKind(node, image, size);
+    }
+    void Cube(Node& node) {
+        const std::uint32_t contents = Flags(node, "contents");
+        const bool embedded = contents & 4;
+        if (contents & 1) CubeImage(node, "cube", embedded);
+        if (contents & 2)
+            for (const char* face : {"+z", "-z", "-x", "+x", "-y", "+y"}) CubeImage(node, face, embedded);
+    }
+    void Skin(Node& node) {
+        const std::size_t count = Count(node, "bones", 4);
+        for (std::size_t i = 0; i < count && !broken_; ++i) Slot(node, fmt::format("bones[{}]", i));
+        if (!broken_ && count > Left() / 64) {
+            Break(fmt::format("bones is {}, more than there are offsets for in the rest of the file", count));
+            return;
+        }
+        Array(node, "offsets", count, 16);
+        Floats(node, "mesh matrix", 16);
+    }
+
     void Keys(Node& node, std::size_t floats) {
         const std::size_t count = Count(node, "keys", 4 + 4 * floats);
         Array(node, "time and value", count, 1 + floats);
@@ -379,7 +435,31 @@ class Walker {
         } else if (tag == "ATBG") {
             const unsigned mode = U8(node, "mode");
             if (mode == 1) slots({"colour"});
-            if (mode == 2 || mode == 3) slots({"texture"});
+            if (mode == 2) slots({"texture"});
+            if (mode == 3) slots({"cube"});
+        } else if (tag == "GOWT") {
+            Geometry(node);
+            Weights(node);
+        } else if (tag == "MOST") {
+            List(node, "modifiers");
+        } else if (tag == "MDSK") {
+            Skin(node);
+        } else if (tag == "TXCF") {
+            Cube(node);
+        } else if (tag == "MTFX") {
+            String(node, "file");
+            slots({"inner material"});
+        } else if (tag == "SRMR") {
+            List(node, "mirrors");
+        } else if (tag == "SRDF") {
+            Groups(node, "cameras", {"camera", "scale", "distance"});
+        } else if (tag == "SRSW") {
+            // Nothing is stored.
+        } else if (tag == "ATBL") {
+            slots({"billboard"});
+            Groups(node, "sprites", {"placement", "size"});
+        } else if (tag == "FPRB") {
+            slots({"material"});
         } else if (tag == "CCFL") {
             Floats(node, "value", 1);
         } else if (tag == "CCV3") {
@@ -404,6 +484,12 @@ class Walker {
             NamedList(node, "textures");
             NamedList(node, "scenes");
         }
+    }
+    // A count, and as many groups of slots.
+    void Groups(Node& node, const char* name, std::initializer_list<const char*> slots) {
+        const std::size_t count = Count(node, name, 4 * slots.size());
+        for (std::size_t i = 0; i < count && !broken_; ++i)
+            for (const char* slot : slots) Slot(node, fmt::format("{}[{}].{}", name, i, slot));
     }
     void NamedList(Node& node, const char* name) {
         const std::size_t count = Count(node, name, 5);
@@ -441,13 +527,21 @@ ChunkTree ReadChunkTree(const Envelope& envelope) {
     return tree;
 }
 
-bool HasNamedFiles(const Node& node) {
-    if (node.tag == "TXBF")
-        for (const Field& field : node.fields)
-            if (field.name == "file") return true;
-    for (const Node& child : node.children)
-        if (HasNamedFiles(child)) return true;
-    return false;
+NamedFiles FindNamedFiles(const Node& node) {
+    NamedFiles found;
+    for (const Field& field : node.fields) {
+        const bool file = field.name == "file" || field.name.ends_with(" file");
+        if (file && node.tag == "MTFX")
+            found.effects = true;
+        else if (file)
+            found.images = true;
+    }
+    for (const Node& child : node.children) {
+        const NamedFiles below = FindNamedFiles(child);
+        found.images |= below.images;
+        found.effects |= below.effects;
+    }
+    return found;
 }
 
 }  // namespace tools

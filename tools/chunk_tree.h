@@ -47,7 +47,11 @@ struct ChunkTree {
 // Reads the tree. Broken bytes end the walk with a fault; what was read until then is there.
 ChunkTree ReadChunkTree(const Envelope& envelope);
 
-// Whether some record holds a string that is followed by other data, which the packed form cannot carry.
-bool HasNamedFiles(const Node& node);
+// Which records hold a string that is followed by other data, which the packed form cannot carry.
+struct NamedFiles {
+    bool images = false;   // could be taken into the scene
+    bool effects = false;  // could not
+};
+NamedFiles FindNamedFiles(const Node& node);
 
 }  // namespace tools

@@ -11,11 +11,15 @@
 #include "chunk_tree.h"
 #include "cli/error.h"
 #include "cli/whole_file.h"
+#include "effect_faults.h"
 #include "envelope.h"
 #include "info.h"
 #include "io/open.h"
 #include "material/texture.h"
 #include "material/texture_bitmap_file.h"
+#include "material/texture_cubemap_file.h"
+#include "render/material_fx.h"
+#include "scene/atmospheric.h"
 #include "scene/scene_file.h"
 #include "scene/scene_hierarchy.h"
 #include "scene/scene_validation.h"
@@ -45,20 +49,35 @@ void WriteBeside(cli::WholeFile& file, const std::string& path, osm3d::SceneHier
     if (!written) throw cli::Error(fmt::format("{}: cannot be written: the disk did not take it", path));
 }
 
-// Whether the image is in the object, or its file is there to be read.
-bool IsReadable(const osm3d::TextureBitmapFile& texture) {
-    std::error_code error;
-    return !texture.GetFileData().empty() || std::filesystem::is_regular_file(texture.GetFileName(), error);
+// The files that `texture` takes its images from and that are not there.
+std::vector<std::string> MissingImages(const osm3d::Texture& texture) {
+    std::vector<std::string> missing;
+    const auto look = [&](const std::string& path) {
+        std::error_code error;
+        if (!std::filesystem::is_regular_file(path, error)) missing.push_back(path);
+    };
+    if (const auto* bitmap = dynamic_cast<const osm3d::TextureBitmapFile*>(&texture)) {
+        if (bitmap->GetFileData().empty()) look(bitmap->GetFileName());
+    } else if (const auto* cube = dynamic_cast<const osm3d::TextureCubemapFile*>(&texture)) {
+        if (cube->GetFileData().empty())
+            for (const auto& [key, path] : cube->GetFileNames()) look(path);
+    }
+    return missing;
 }
 
-// Image files that the scene names and that are not there, as `om2 check` tells them.
-void FindMissingImages(const osm3d::SceneHierarchy& scene,
-                       const std::function<void(const std::string&)>& tell) {
-    for (const osm3d::Texture* texture : scene.textures) {
-        const auto* bitmap = dynamic_cast<const osm3d::TextureBitmapFile*>(texture);
-        if (bitmap && !IsReadable(*bitmap))
-            tell(fmt::format("image \"{}\" is not there: its meshes draw untextured", bitmap->GetFileName()));
-    }
+// What the scene takes from files and cannot have, as `om2 check` tells it.
+void FindWhatDoesNotDraw(const osm3d::SceneHierarchy& scene, const osmio::ObjectGraph& graph,
+                         const std::function<void(const std::string&)>& tell) {
+    for (const osm3d::Texture* texture : scene.textures)
+        for (const std::string& path : MissingImages(*texture))
+            tell(fmt::format("image \"{}\" is not there: what needs it draws untextured", path));
+    for (const auto& object : graph.Objects())
+        if (const auto* effect = dynamic_cast<const osm3d::MaterialFX*>(object.get()))
+            for (const std::string& message : EffectFaults(effect->GetFile()))
+                tell(fmt::format("effect {}: what has it is not drawn", message));
+    const auto* background = dynamic_cast<const osm3d::AtmosphericBackground*>(scene.background);
+    if (background && background->GetCube() && !background->GetCube()->IsSeparated())
+        tell("the cube background has one cube map in place of six images: it draws white");
 }
 
 std::string Counts(const Model& model) {
@@ -96,7 +115,7 @@ bool Check(const std::string& file) {
     osm3d::SceneHierarchy* scene = nullptr;
     std::string reason;
     if (osm3d::LoadSceneFile(file, graph, scene, reason))
-        FindMissingImages(*scene, tell);
+        FindWhatDoesNotDraw(*scene, graph, tell);
     else
         tell(reason);
     if (sound) Print(fmt::format("{}: sound\n", file));
@@ -109,7 +128,11 @@ void Pack(const std::string& in, const std::string& out, bool embed) {
     if (!tree.faults.empty())
         throw cli::Error(fmt::format("{}: is damaged and is not packed: {} (om2 check tells more)", in,
                                      tree.faults.front().what));
-    if (HasNamedFiles(tree.root)) {
+    const NamedFiles named = FindNamedFiles(tree.root);
+    if (named.effects)
+        throw cli::Error(fmt::format(
+            "{}: names effect files, which neither the packed form nor the scene itself can carry", in));
+    if (named.images) {
         if (!embed)
             throw cli::Error(
                 fmt::format("{}: names image files, which the packed form cannot carry: use --embed to "
@@ -118,10 +141,14 @@ void Pack(const std::string& in, const std::string& out, bool embed) {
         osmio::ObjectGraph graph;
         osm3d::SceneHierarchy* scene = LoadScene(in, graph);
         for (const auto& object : graph.Objects()) {
-            auto* texture = dynamic_cast<osm3d::TextureBitmapFile*>(object.get());
-            if (texture && (!IsReadable(*texture) || !texture->Embed()))
-                throw cli::Error(fmt::format("{}: image \"{}\" cannot be read to be embedded", in,
-                                             texture->GetFileName()));
+            auto* texture = dynamic_cast<osm3d::Texture*>(object.get());
+            if (!texture) continue;
+            const std::vector<std::string> missing = MissingImages(*texture);
+            if (!missing.empty())
+                throw cli::Error(
+                    fmt::format("{}: image \"{}\" cannot be read to be embedded", in, missing.front()));
+            if (!texture->Embed())
+                throw cli::Error(fmt::format("{}: an image cannot be read to be embedded", in));
         }
         cli::WholeFile plain(
             out);  // never committed: what stands at `out` stays until the packed form is whole
@@ -133,9 +160,11 @@ void Pack(const std::string& in, const std::string& out, bool embed) {
 
 void Unpack(const std::string& in, const std::string& out) {
     const Envelope envelope = ReadEnvelope(in);
-    if (envelope.form == Form::Packed && HasNamedFiles(ReadChunkTree(envelope).root))
+    const NamedFiles named =
+        envelope.form == Form::Packed ? FindNamedFiles(ReadChunkTree(envelope).root) : NamedFiles{};
+    if (named.images || named.effects)
         throw cli::Error(
-            fmt::format("{}: names image files in a form that readers cannot follow; it cannot be "
+            fmt::format("{}: names files in a form that readers cannot follow; it cannot be "
                         "unpacked",
                         in));
     WriteWhole(out, MakeEnvelope(Form::Plain, envelope.objects));
