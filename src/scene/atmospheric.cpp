@@ -240,9 +240,11 @@ void AtmosphericBackground::Clear(Camera* camera, u32 flags, bool useDevice) {
             break;
         case kCube:
             GetContext()->Clear(flags & ~u32{Context::kClearColor}, useDevice);
-            if ((flags & Context::kClearColor) != 0 && camera != nullptr) {
-                camera->Apply();
-                DrawCube(camera);
+            if ((flags & Context::kClearColor) != 0) {
+                if (camera != nullptr) {
+                    camera->Apply();
+                }
+                DrawCube(0.5f * (camera != nullptr ? camera->GetFar() : GetContext()->projectionParams.farZ));
             }
             break;
         default:
@@ -277,8 +279,8 @@ void AtmosphericBackground::DrawBitmap() {
     context->DrawScratch(D3DPT_TRIANGLESTRIP, 0, 2);
 }
 
-// Half as large as the view is deep: no corner reaches the far plane.
-void AtmosphericBackground::DrawCube(Camera* camera) {
+// `half` of the view's depth: no corner reaches the far plane.
+void AtmosphericBackground::DrawCube(f32 half) {
     if (cube == nullptr) {
         return;
     }
@@ -291,7 +293,6 @@ void AtmosphericBackground::DrawCube(Camera* camera) {
     DWORD passes = 0;
     device->ValidateDevice(&passes);
 
-    const f32 half = camera->GetFar() * 0.5f;
     const vect3 eye = MatrixGetTranslation(context->transforms.GetViewInverse());
     context->SetWorld(MatrixCompose(eye, quat{0.0f, 0.0f, 0.0f, 1.0f}, {half, half, half}));
 

@@ -125,12 +125,13 @@ class AtmosphericBackground : public Atmospheric {
     void UseColor(ColorController* value);
     /// Clears to a picture, which is not owned.
     void UseBitmap(Texture* picture);
-    /// Clears to an environment of six separate images, which is not owned.
+    /// Clears to an environment of six separate images, which is not owned: around the eye of the camera that
+    /// Clear gets, or of the view as it stands where Clear gets none.
     void UseCube(TextureCubemapFile* environment);
 
   private:
     void DrawBitmap();
-    void DrawCube(Camera* camera);
+    void DrawCube(f32 half);
 
     u32 clearMode = 0;
     osmio::Slot<ColorController> clearColor;

@@ -148,6 +148,12 @@ void SceneHierarchy::Write(osmio::OutStream* out) {
 // ---- loading
 
 bool SceneHierarchy::FollowsView() const {
+    // A cube is drawn about the camera of the picture before.
+    const auto* clear = dynamic_cast<const AtmosphericBackground*>(background);
+    const bool oneCamera = cameras.size() == 1 && cameras.front() == currentCamera;
+    if (clear != nullptr && clear->GetClearMode() == AtmosphericBackground::kCube && !oneCamera) {
+        return true;
+    }
     std::unordered_set<const Material*> seen;
     std::vector<const Material*> pending(materials.begin(), materials.end());
     while (!pending.empty()) {

@@ -73,8 +73,8 @@ class SceneHierarchy : public Scene {
     void DrawQueued(DrawQueue& queue);
 
     /// Whether a texture stage of the scene's materials, or of those that they draw through, follows the
-    /// view. Such a stage takes the view as it stands on the device at Update, which is that of the picture
-    /// before.
+    /// view, or a cube background does, having more than one camera to stand around. Both take what the
+    /// picture before left: a stage the view on the device at Update, a background the current camera.
     bool FollowsView() const;
 
     /// Takes `object` over for the scene's life and gives the plain pointer.

@@ -165,8 +165,6 @@ TEST(CubeBackground, DrawsSixSidesAboutTheEyeAtHalfTheDepth) {
     EXPECT_EQ(recorded.Calls().size(), 1u) << "without the colour bit it only clears";
     recorded.Clear();
     engine.context().BeginScene();
-    background.Clear(nullptr, 7, true);
-    EXPECT_EQ(recorded.totals.draws, 0u) << "there is no eye to stand at";
     background.Clear(&eye.camera, 7, true);
     engine.context().EndScene();
     const matrix world = engine.context().transforms.GetWorld();
@@ -178,7 +176,33 @@ TEST(CubeBackground, DrawsSixSidesAboutTheEyeAtHalfTheDepth) {
     for (const support::Call& clear : recorded.Named("Clear"))
         EXPECT_NE(std::find(clear.args.begin(), clear.args.end(), D3DCLEAR_ZBUFFER | D3DCLEAR_STENCIL),
                   clear.args.end());
+    // Without a camera, as in a mirror: about the view as it stands.
+    engine.context().SetView(MatrixTranslation({-7, 0, 0}));
+    engine.context().SetPerspective(kHalfPi, 1, 1, 20);
+    engine.context().BeginScene();
+    background.Clear(nullptr, 7, true);
+    engine.context().EndScene();
+    const matrix mirrored = engine.context().transforms.GetWorld();
+    EXPECT_TRUE(mirrored.m[0][0] == 10 && mirrored.m[3][0] == 7);
     EXPECT_TRUE(recorded.faults.empty());
+}
+
+TEST(CubeBackground, FollowsTheCameraOfThePictureBefore) {
+    TextureCubemapFile sky;
+    SceneHierarchy scene;
+    auto* background = scene.Own(std::make_unique<AtmosphericBackground>());
+    scene.background = background;
+    CameraSimple first;
+    CameraSimple second;
+    scene.cameras = {&first, &second};
+    scene.currentCamera = &first;
+    EXPECT_FALSE(scene.FollowsView());
+    background->UseCube(&sky);
+    EXPECT_TRUE(scene.FollowsView()) << "a clip may choose the second, after the background was drawn";
+    scene.cameras.pop_back();
+    EXPECT_FALSE(scene.FollowsView());
+    scene.currentCamera = nullptr;
+    EXPECT_TRUE(scene.FollowsView());
 }
 
 TEST(CubeBackground, ACubeOfOneFileHasNoFacesToShow) {
