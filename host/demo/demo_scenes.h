@@ -1,16 +1,25 @@
-// The scenes of the demo. Their times are the demo's own: second 1 is key unit 100.
+// The scenes of the demo. Second 1 is key unit 100.
 #pragma once
 
 #include <string>
 
 namespace demo {
 
-// When the picture changes from shot to shot, seconds. The project file has the same times.
+// Of the island and the clockwork: when one shot follows another, in the seconds of these scenes. The project
+// file shows the same seconds.
 inline constexpr float kSecondShot = 6.0f;
 inline constexpr float kClockworkIn = 9.5f;
 inline constexpr float kClockworkSecond = 13;
 inline constexpr float kThirdShot = 16;
 inline constexpr float kEnd = 22;
+
+// How long each of the others is shown, from its second 0.
+inline constexpr float kHallShadows = 4;
+inline constexpr float kHallMirror = 3.5f;
+inline constexpr float kFloatsShot = 3.5f;
+inline constexpr float kWhaleShot = 5;
+inline constexpr float kMeadowShot = 3.5f;
+inline constexpr float kJettyShot = 3.5f;
 
 // An island with a lighthouse after sunset, and lanterns that rise. Cameras: coming in over the sea, up the
 // tower, among the lanterns.
@@ -18,5 +27,22 @@ void MakeIsland(const std::string& path);
 
 // The clockwork of a small sun and its planets. Cameras: out from the sun, past a planet with a ring.
 void MakeClockwork(const std::string& path);
+
+// A round hall with a lamp in it whose ring of pictures turns: with shadows, and with a floor that mirrors.
+void MakeShadowHall(const std::string& path);
+void MakeMirrorHall(const std::string& path);
+
+// Lights in globes of glass on the water. The glass is drawn by `effect`, the path of glass.fx as the scene
+// will name it.
+void MakeFloats(const std::string& path, const std::string& effect);
+
+// A whale that swims over the clouds at night, moved by its bones.
+void MakeWhale(const std::string& path);
+
+// Fireflies over a meadow.
+void MakeMeadow(const std::string& path);
+
+// Lanterns along a jetty, the near ones in focus first, then the far ones.
+void MakeJetty(const std::string& path);
 
 }  // namespace demo

@@ -4,6 +4,7 @@
 
 #include "demo_scenes.h"
 #include "evening_sky.h"
+#include "sea.h"
 #include "stage.h"
 #include "terrain.h"
 
@@ -62,15 +63,6 @@ vect3 Eye(float time) {
 
 constexpr color kFogColor{0.60f, 0.38f, 0.48f, 1};
 constexpr color kNightFogColor{0.30f, 0.21f, 0.34f, 1};
-
-// A soft round light: white, its alpha falling from the middle.
-Picture32 GlowPicture(float hardness) {
-    return Painted(128, 128, [=](float u, float v) {
-        const float r = 2 * std::hypot(u - 0.5f, v - 0.5f);
-        const float soft = std::pow(Clamp01(1 - r), 2.2f), core = std::exp(-r * r * 90) * hardness;
-        return color{1, 1, 1, Clamp01(0.75f * soft + core)};
-    });
-}
 
 // One block of colour for each of eight by eight.
 enum Paint { kRoof, kWall, kWood, kDark, kPineLow, kPineHigh, kPineWarm, kSail, kHull, kStone, kIron, kRed };
@@ -212,7 +204,7 @@ class Island {
         water_glow_ = stage_.Material(unlit);
         unlit.layers.clear();
         water_beam_ = stage_.Material(unlit);
-        sea_ = SeaMaterial();
+        sea_ = SeaLook(stage_, {0.07f, 0.17f, 0.30f, 1}, {0.30f, 0.27f, 0.46f, 1});
         beam_ = stage_.Material(unlit);
         Look glass;
         glass.blend = Blend::Alpha;
@@ -655,63 +647,7 @@ class Island {
         }
     }
 
-    MaterialSimple* SeaMaterial() {
-        const auto waves = [&](float seed, float stretch) {
-            return stage_.Picture(Painted(256, 256, [=](float u, float v) {
-                const float bend = 0.35f * Fbm(u * 4 + seed, v * 4, 4, 3);
-                const float n = Fbm(u * 8 + bend * 3, v * 8 * stretch + bend + seed, 8, 5);
-                const float crest = 0.5f + 0.75f * n;
-                return color{crest, crest, crest, 0.5f + 0.62f * n};
-            }));
-        };
-        // How the water looks along the direction in which it mirrors: 0 is straight up, 1 the horizon.
-        Texture* depth = stage_.Picture(Painted(128, 128, [](float u, float v) {
-            const float r = Clamp01(std::hypot(u, v));
-            color c = Mix(color{0.07f, 0.17f, 0.30f, 1}, color{0.30f, 0.27f, 0.46f, 1}, Smooth(0.45f, 1, r));
-            c.a = Mix(0.94f, 0.36f, Smooth(0.55f, 0.995f, r));
-            return c;
-        }));
-        Look look;
-        look.lit = false;
-        look.blend = Blend::Alpha;
-        Layer first, second, third;
-        first.texture = waves(0, 1);
-        first.color_op = 1;
-        first.alpha_op = 1;
-        first.tiling_u = 60;
-        first.tiling_v = 27;
-        first.speed_u = 0.055f;
-        first.speed_v = 0.03f;
-        second.texture = waves(7, 2);
-        second.color_op = 4;
-        second.alpha_op = 4;
-        second.tiling_u = 95;
-        second.tiling_v = 42;
-        second.speed_u = -0.07f;
-        second.speed_v = 0.025f;
-        third.texture = depth;
-        third.color_op = 4;
-        third.alpha_op = 4;
-        third.address = 1;
-        third.reflection = true;
-        look.layers = {first, second, third};
-        return stage_.Material(look);
-    }
-
-    void Sea() {
-        // Finer towards the middle, where the cameras are.
-        const Shape sea = Surface(140, 140, [](float u, float v) {
-            const auto spread = [](float t) {
-                const float s = 2 * t - 1;
-                return s * (260 + 1240 * s * s * s * s);
-            };
-            return vect3{spread(u), spread(v), 0};
-        });
-        Shape laid = sea;
-        for (std::size_t i = 0; i < laid.positions.size(); ++i)
-            laid.uvs[i] = {laid.positions[i].x / 1500, laid.positions[i].y / 1500};
-        stage_.Mesh(laid, sea_, ground_);
-    }
+    void Sea() { stage_.Mesh(SeaShape(), sea_, ground_); }
 
     void Lights() {
         // The last light of the sky from behind, the moon's from the side, the night's from the front.

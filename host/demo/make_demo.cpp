@@ -55,6 +55,9 @@ int main(int argc, char** argv) {
         std::filesystem::create_directories(folder);
         MakeIsland(folder + "/island.om2");
         MakeClockwork(folder + "/clockwork.om2");
+        MakeShadowHall(folder + "/shadow_hall.om2");
+        MakeMirrorHall(folder + "/mirror_hall.om2");
+        MakeWhale(folder + "/whale.om2");
         MakePictures(folder);
     } catch (const std::exception& error) {
         std::fprintf(stderr, "make_demo: %s\n", error.what());

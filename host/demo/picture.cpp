@@ -102,6 +102,14 @@ void Picture32::Set(unsigned x, unsigned y, const color& c) {
     for (const float channel : channels) *out++ = static_cast<std::uint8_t>(Clamp01(channel) * 255 + 0.5f);
 }
 
+Picture32 GlowPicture(float hardness) {
+    return Painted(128, 128, [=](float u, float v) {
+        const float r = 2 * std::hypot(u - 0.5f, v - 0.5f);
+        const float soft = std::pow(Clamp01(1 - r), 2.2f), core = std::exp(-r * r * 90) * hardness;
+        return color{1, 1, 1, Clamp01(0.75f * soft + core)};
+    });
+}
+
 std::vector<std::uint8_t> EncodePng(const Picture32& picture) {
     png_image image{};
     image.version = PNG_IMAGE_VERSION;

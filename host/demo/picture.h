@@ -68,6 +68,9 @@ Picture32 Painted(unsigned width, unsigned height, Paint paint) {
     return out;
 }
 
+// A soft round light: white, its alpha falling from the middle.
+Picture32 GlowPicture(float hardness);
+
 // The bytes of a PNG file.
 std::vector<std::uint8_t> EncodePng(const Picture32& picture);
 

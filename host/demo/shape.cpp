@@ -1,5 +1,6 @@
 #include "shape.h"
 
+#include <algorithm>
 #include <cmath>
 
 namespace demo {
@@ -192,6 +193,55 @@ Shape Gear(int teeth, float hole, float root, float tip, float thickness) {
     return out;
 }
 
+Shape Cutout(std::vector<UV> outline, float thickness) {
+    const auto turn = [](const UV& a, const UV& b, const UV& c) {
+        return (b.u - a.u) * (c.v - a.v) - (b.v - a.v) * (c.u - a.u);
+    };
+    float area = 0;
+    for (std::size_t i = 0; i < outline.size(); ++i) {
+        const UV &a = outline[i], &b = outline[(i + 1) % outline.size()];
+        area += a.u * b.v - b.u * a.v;
+    }
+    if (area < 0) std::reverse(outline.begin(), outline.end());
+    Shape out;
+    const float h = thickness / 2;
+    const auto count = static_cast<std::uint32_t>(outline.size());
+    for (const float side : {h, -h})
+        for (const UV& p : outline) out.Vertex({p.u, p.v, side}, vect3{0, 0, side > 0 ? 1.0f : -1.0f}, p);
+    // One corner after the other that sticks out and has no other corner in it is cut off.
+    std::vector<std::uint32_t> left(count);
+    for (std::uint32_t i = 0; i < count; ++i) left[i] = i;
+    while (left.size() > 2) {
+        const std::size_t before = left.size();
+        for (std::size_t i = 0; i < left.size(); ++i) {
+            const std::uint32_t a = left[(i + left.size() - 1) % left.size()], b = left[i],
+                                c = left[(i + 1) % left.size()];
+            if (turn(outline[a], outline[b], outline[c]) <= 0) continue;
+            const bool empty = std::none_of(left.begin(), left.end(), [&](std::uint32_t other) {
+                const UV& p = outline[other];
+                return other != a && other != b && other != c && turn(outline[a], outline[b], p) >= 0 &&
+                       turn(outline[b], outline[c], p) >= 0 && turn(outline[c], outline[a], p) >= 0;
+            });
+            if (!empty) continue;
+            out.Triangle(a, b, c);
+            out.Triangle(count + c, count + b, count + a);
+            left.erase(left.begin() + static_cast<std::ptrdiff_t>(i));
+            break;
+        }
+        if (left.size() == before) break;  // what is left has no area
+    }
+    for (std::uint32_t i = 0; i < count; ++i) {
+        const UV &a = outline[i], &b = outline[(i + 1) % count];
+        const vect3 n = Normal({b.v - a.v, a.u - b.u, 0});
+        const std::uint32_t first = out.Vertex({a.u, a.v, -h}, n, a);
+        out.Vertex({b.u, b.v, -h}, n, b);
+        out.Vertex({b.u, b.v, h}, n, b);
+        out.Vertex({a.u, a.v, h}, n, a);
+        out.Quad(first, first + 1, first + 2, first + 3);
+    }
+    return out;
+}
+
 Shape Sprite(float half, const color& c) {
     Shape out;
     out.Vertex({-half, -half, 0}, c, {0, 1});
@@ -200,6 +250,12 @@ Shape Sprite(float half, const color& c) {
     out.Vertex({-half, half, 0}, c, {0, 0});
     out.Quad(0, 1, 2, 3);
     return out;
+}
+
+quat Then(const quat& first, const quat& second) {
+    const quat &p = second, &q = first;
+    return {p.w * q.x + p.x * q.w + p.y * q.z - p.z * q.y, p.w * q.y - p.x * q.z + p.y * q.w + p.z * q.x,
+            p.w * q.z + p.x * q.y - p.y * q.x + p.z * q.w, p.w * q.w - p.x * q.x - p.y * q.y - p.z * q.z};
 }
 
 matrix Moved(const vect3& position) { return osm3d::MatrixTranslation(position); }

@@ -1,11 +1,17 @@
 #include "stage.h"
 
 #include <cmath>
+#include <map>
 #include <unordered_map>
 
 #include "cli/error.h"
 #include "cli/whole_file.h"
+#include "geometry/modifier_skin.h"
 #include "io/open.h"
+#include "material/texture_cubemap_file.h"
+#include "render/scene_renderer_mirror.h"
+#include "render/scene_renderer_shadow.h"
+#include "scene/atmospheric_billboard.h"
 #include "scene/scene_validation.h"
 
 namespace demo {
@@ -68,6 +74,10 @@ MaterialSimple* Stage::Material(const Look& look) {
             block.transformCount = 2;
             stage->SetTransformMode(TextureStage::kTransformCameraReflection);
         }
+        if (layer.generated != 0) {
+            block.texCoordIndex = layer.generated;
+            block.transformCount = 3;
+        }
         stage->SetController(TextureStage::kUTiling, Still(layer.tiling_u));
         stage->SetController(TextureStage::kVTiling, Still(layer.tiling_v));
         const auto scroll = [&](TextureStage::Channel channel, float speed) {
@@ -113,8 +123,9 @@ ControllerBase<quat>* Stage::Turning(const vect3& axis, float turns, float secon
     return track;
 }
 
-void Stage::Mesh(const Shape& shape, MaterialSimple* material, HierarchyNode* node) {
+osm3d::MeshSimple* Stage::Mesh(const Shape& shape, osm3d::Material* material, HierarchyNode* node) {
     constexpr std::size_t kMost = 65000;
+    MeshSimple* last = nullptr;
     for (std::size_t next = 0; next < shape.indices.size();) {
         auto* geometry = new GeometrySimple();
         geometry->uvSets.resize(1);
@@ -138,10 +149,35 @@ void Stage::Mesh(const Shape& shape, MaterialSimple* material, HierarchyNode* no
         mesh->SetMaterial(material);
         mesh->transformation = node;
         scene_->meshes.push_back(mesh);
+        last = mesh;
     }
+    return last;
 }
 
-void Stage::Light(HierarchyNode* node, ControllerBase<color>* diffuse, const color& specular, float range,
+void Stage::Skin(const Shape& shape, const std::vector<VertexWeights>& weights,
+                 const std::vector<HierarchyNode*>& bones, const std::vector<vect3>& joints,
+                 osm3d::Material* material) {
+    auto* geometry = new GeometryWeighted();
+    geometry->positions = shape.positions;
+    geometry->normals = shape.normals;
+    geometry->uvSets = {shape.uvs};
+    geometry->weights = weights;
+    for (std::size_t i = 0; i + 2 < shape.indices.size(); i += 3)
+        geometry->triangles.push_back({{static_cast<u16>(shape.indices[i]),
+                                        static_cast<u16>(shape.indices[i + 1]),
+                                        static_cast<u16>(shape.indices[i + 2])}});
+    auto* skin = new ModifierSkin();
+    skin->bones = bones;
+    for (const vect3& joint : joints) skin->offsets.push_back(MatrixTranslation(joint * -1.0f));
+    auto* mesh = Make<MeshSimple>();
+    mesh->SetGeometry(geometry);
+    mesh->SetMaterial(material);
+    mesh->transformation = scene_->root;
+    mesh->AddModifier(skin);
+    scene_->meshes.push_back(mesh);
+}
+
+osm3d::LightOmni* Stage::Light(HierarchyNode* node, ControllerBase<color>* diffuse, const color& specular, float range,
                   float fall) {
     auto* light = Make<LightOmni>();
     light->transformation = node;
@@ -153,10 +189,11 @@ void Stage::Light(HierarchyNode* node, ControllerBase<color>* diffuse, const col
     light->SetAttenuation(1, Still(0.0f));
     light->SetAttenuation(2, Still(fall > 0 ? 1 / (fall * fall) : 0.0f));
     scene_->lights.push_back(light);
+    return light;
 }
 
-void Stage::Camera(HierarchyNode* node, ControllerBase<f32>* fov, float near_clip, float far_clip,
-                   float fog_far) {
+osm3d::CameraSimple* Stage::Camera(HierarchyNode* node, ControllerBase<f32>* fov, float near_clip,
+                                   float far_clip, float fog_far) {
     auto* camera = Make<CameraSimple>();
     camera->transformation = node;
     camera->SetFov(fov);
@@ -166,6 +203,7 @@ void Stage::Camera(HierarchyNode* node, ControllerBase<f32>* fov, float near_cli
     camera->SetFogFarControl(Still(fog_far));
     scene_->cameras.push_back(camera);
     if (!scene_->currentCamera) scene_->currentCamera = camera;
+    return camera;
 }
 
 void Stage::Ambient(const color& c) {
@@ -193,6 +231,62 @@ void Stage::BackgroundPicture(Texture* picture) {
     auto* background = Make<AtmosphericBackground>();
     background->UseBitmap(picture);
     scene_->background = background;
+}
+
+void Stage::BackgroundCube(const std::array<Picture32, 6>& faces) {
+    auto* cube = Make<TextureCubemapFile>();
+    for (u32 i = 0; i < faces.size(); ++i) cube->SetFaceData(i + 1, EncodePng(faces[i]));
+    scene_->textures.push_back(cube);
+    auto* background = Make<AtmosphericBackground>();
+    background->UseCube(cube);
+    scene_->background = background;
+}
+
+void Stage::Sparks(const std::vector<Spark>& sparks, osm3d::Material* material) {
+    auto* billboards = Make<AtmosphericBillboard>();
+    auto* holder = new particle::Billboard();
+    holder->material = material;
+    billboards->SetBillboard(holder);
+    for (const Spark& spark : sparks) billboards->AddElement(spark.node, spark.size);
+    scene_->atmosphericsAfter.push_back(billboards);
+}
+
+void Stage::Shadows(osm3d::LightOmni* light) {
+    scene_->shadowLight = light;
+    scene_->renderers.push_back(Make<SceneRendererShadow>());
+}
+
+void Stage::ShadowOf(const Shape& shape, HierarchyNode* node, osm3d::LightOmni* light) {
+    // Corners that lie together become one: an edge is one where two triangles name the same two vertices.
+    auto* geometry = new GeometrySimple();
+    std::map<std::array<i32, 3>, u16> known;
+    const auto place = [](f32 v) { return static_cast<i32>(std::lround(v * 2048)); };
+    for (std::size_t i = 0; i + 2 < shape.indices.size(); i += 3) {
+        osm3d::Triangle triangle{};
+        for (std::size_t k = 0; k < 3; ++k) {
+            const vect3& p = shape.positions[shape.indices[i + k]];
+            const auto [found, isNew] =
+                known.try_emplace({place(p.x), place(p.y), place(p.z)}, static_cast<u16>(known.size()));
+            if (isNew) geometry->positions.push_back(p);
+            triangle.index[k] = found->second;
+        }
+        const u16* corner = triangle.index;
+        if (corner[0] != corner[1] && corner[1] != corner[2] && corner[2] != corner[0])
+            geometry->triangles.push_back(triangle);
+    }
+    auto* mesh = Make<MeshSimple>();
+    mesh->SetGeometry(geometry);
+    mesh->transformation = node;
+    mesh->SetHidden(true);
+    mesh->SetCastShadow(true);
+    scene_->meshes.push_back(mesh);
+    light->GetShadowCasters().push_back(mesh);
+}
+
+void Stage::Mirror(osm3d::MeshSimple* mesh) {
+    auto* renderer = Make<SceneRendererMirror>();
+    renderer->mirrors.push_back(mesh);
+    scene_->renderers.push_back(renderer);
 }
 
 void Stage::Save(const std::string& path) {

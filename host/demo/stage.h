@@ -1,6 +1,7 @@
 // A scene in the making.
 #pragma once
 
+#include <array>
 #include <functional>
 #include <memory>
 #include <string>
@@ -8,6 +9,7 @@
 
 #include "controller/constant.h"
 #include "controller/key_framed.h"
+#include "geometry/geometry_weighted.h"
 #include "geometry/mesh_simple.h"
 #include "material/material_simple.h"
 #include "material/texture_bitmap_file.h"
@@ -41,6 +43,7 @@ struct Layer {
     float tiling_u = 1, tiling_v = 1;
     float speed_u = 0, speed_v = 0;  // images a second
     bool reflection = false;         // coordinates are the direction in which the camera is mirrored
+    u32 generated = 0;               // 17 the normal, 18 the position, both as the camera has them
 };
 
 struct Look {
@@ -89,19 +92,40 @@ class Stage {
     osm3d::ControllerBase<quat>* Turning(const vect3& axis, float turns, float seconds, float first = 0);
     HierarchyNode* Root() const { return scene_->root; }
 
-    // Shapes of more vertices than an index can tell are cut.
-    void Mesh(const Shape& shape, MaterialSimple* material, HierarchyNode* node);
+    // Shapes of more vertices than an index can tell are cut; the last part comes back.
+    osm3d::MeshSimple* Mesh(const Shape& shape, osm3d::Material* material, HierarchyNode* node);
+    // Follows `bones`, which stand as they do at bind time; weights as Shape's positions. In world space.
+    void Skin(const Shape& shape, const std::vector<osm3d::VertexWeights>& weights,
+              const std::vector<HierarchyNode*>& bones, const std::vector<vect3>& joints,
+              osm3d::Material* material);
 
     // Range in world units; `fall` is the distance at which half the light is left, 0 for none.
-    void Light(HierarchyNode* node, osm3d::ControllerBase<color>* diffuse, const color& specular, float range,
-               float fall);
-    void Camera(HierarchyNode* node, osm3d::ControllerBase<float>* fov, float near_clip, float far_clip,
-                float fog_far);
+    osm3d::LightOmni* Light(HierarchyNode* node, osm3d::ControllerBase<color>* diffuse, const color& specular,
+                            float range, float fall);
+    osm3d::CameraSimple* Camera(HierarchyNode* node, osm3d::ControllerBase<float>* fov, float near_clip,
+                                float far_clip, float fog_far);
     void Ambient(const color& c);
     // From `start` on, full at the camera's fog distance.
     void Fog(osm3d::ControllerBase<color>* c, float start, float fog_near, float fog_far);
     void BackgroundColor(const color& c);
     void BackgroundPicture(Texture* picture);
+    // Faces in the order of a cube map's keys: +z, -z, -x, +x, -y, +y.
+    void BackgroundCube(const std::array<Picture32, 6>& faces);
+
+    // Squares that face the picture, in the order given, drawn over the finished scene.
+    struct Spark {
+        HierarchyNode* node;
+        osm3d::ControllerBase<float>* size;  // taken over
+    };
+    void Sparks(const std::vector<Spark>& sparks, osm3d::Material* material);
+
+    // The scene is drawn with the shadows that `light` throws off the casters.
+    void Shadows(osm3d::LightOmni* light);
+    // A shadow of `shape`, which must be closed. What is seen of it is a mesh of its own. `node` must not be
+    // where the light is.
+    void ShadowOf(const Shape& shape, HierarchyNode* node, osm3d::LightOmni* light);
+    // The scene is drawn with `mesh`, a plane, as a mirror; its alpha is what of itself is seen.
+    void Mirror(osm3d::MeshSimple* mesh);
 
     // Writes the scene as an .om2 file. Throws cli::Error when it is not playable or cannot be written.
     void Save(const std::string& path);
