@@ -258,6 +258,50 @@ class File {
         return Chunk("GOSM", 1, [&] { ShapeBody(s); });
     }
 
+    struct Weight {
+        std::array<std::uint8_t, 4> bones{};
+        Vec3 blend{1, 0, 0};
+    };
+    int WeightedGeometry(const Shape& s, const std::vector<Weight>& weights) {
+        return Chunk("GOWT", 1, [&] {
+            ShapeBody(s);
+            I32(static_cast<std::int32_t>(weights.size()));
+            for (const Weight& w : weights) {
+                for (unsigned bone : w.bones) U8(bone);
+                Floats(w.blend);
+            }
+        });
+    }
+    // `bones` writes as many slots of nodes as there are offsets.
+    int Skin(const Body& bones, const std::vector<Mat>& offsets, const Mat& mesh = kIdentity,
+             unsigned version = 1) {
+        return Chunk("MDSK", version, [&] {
+            I32(static_cast<std::int32_t>(offsets.size()));
+            bones();
+            for (const Mat& offset : offsets) Floats(offset);
+            Floats(mesh);
+        });
+    }
+    // `modifiers` writes `count` slots.
+    int Stack(int count, const Body& modifiers, unsigned version = 1) {
+        return Chunk("MOST", version, [&] { List(count, modifiers); });
+    }
+    // A mesh whose shape goes through a stack.
+    int DeformedMesh(const Body& geometry, const Body& stack, const Body& material, const Body& placement,
+                     const std::vector<int>& attributes = {}) {
+        return Chunk("MESM", 2, [&] {
+            I32(3);
+            geometry();
+            stack();
+            U8(0);
+            U8(0);
+            I32(static_cast<std::int32_t>(attributes.size()));
+            for (int a : attributes) I32(a);
+            material();
+            placement();
+        });
+    }
+
     // A mesh. Version 1 has no shadow flag.
     int Mesh(const Body& geometry, const Body& material, const Body& placement, bool hidden = false,
              const std::vector<int>& attributes = {}, unsigned version = 2) {
