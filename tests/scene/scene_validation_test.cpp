@@ -60,6 +60,9 @@ struct Whole {
     Body Null() {
         return [this] { f.Null(); };
     }
+    Body LastMesh() {
+        return [this] { f.Ref(mesh); };
+    }
     Body Byte(unsigned v) {
         return [this, v] { f.U8(v); };
     }
@@ -117,7 +120,7 @@ struct Whole {
                               }});
     }
     Body Mesh(const File::Shape& shape) {
-        return [this, shape] { f.Mesh([&] { f.Geometry(shape); }, Null(), Null()); };
+        return [this, shape] { mesh = f.Mesh([&] { f.Geometry(shape); }, Null(), Null()); };
     }
     Body Mesh(const Body& geometry, const Body& material) {
         return [this, geometry, material] { f.Mesh(geometry, material, Null(), false, {0, 0}); };
@@ -131,8 +134,8 @@ struct Whole {
             });
         };
     }
-    Body Light(const Body& ambient) {
-        return [this, ambient] {
+    Body Light(const Body& ambient, const Body& casters = nullptr) {
+        return [this, ambient, casters] {
             light = f.Chunk("LTOM", 1, [&] {
                 f.Null();
                 ambient();
@@ -140,7 +143,11 @@ struct Whole {
                 f.ConstColor({1, 1, 1, 1});
                 for (int i = 0; i < 4; ++i) f.ConstFloat(1);
                 f.I32(0);
-                f.I32(0);
+                if (casters) {
+                    casters();
+                } else {
+                    f.I32(0);
+                }
             });
         };
     }
@@ -163,6 +170,7 @@ struct Whole {
   private:
     int camera = -1;
     int light = -1;
+    int mesh = -1;
     std::vector<int> open;
 };
 
@@ -305,6 +313,28 @@ std::vector<RefusedCase> RefusedCases() {
                  });
              };
          }},
+        {"MirrorMissing", "scene renderer 0: mirror 1 is missing",
+         [](Whole& w) {
+             w.parts.renderers = w.List({w.Chunk("SRMR", {w.Word(2), w.LastMesh(), w.Null()})});
+         }},
+        {"MirrorOutsideTheScene", "scene renderer 0: mirror 0 is not among",
+         [](Whole& w) {
+             const om2::Body other = w.Mesh(om2::Quad(0, 0, 1, 1));
+             w.parts.renderers = w.List({w.Chunk("SRMR", {w.Word(1), other})});
+         }},
+        {"MirrorsBeyondTheFile", "mirrors",
+         [](Whole& w) { w.parts.renderers = w.List({w.Chunk("SRMR", {w.Word(1 << 28)})}); }},
+        {"ShadowCasterMissing", "scene renderer 0: shadow caster 0 is missing",
+         [](Whole& w) {
+             w.parts.lights = w.List({w.Light(w.Color(), w.List({w.Null()}))});
+             w.parts.renderers = w.List({w.Chunk("SRSW", {})});
+         }},
+        {"RenderersWithoutACamera", "no camera",
+         [](Whole& w) {
+             w.parts = {};
+             w.parts.tree = w.Tree(w.Node());
+             w.parts.renderers = w.List({w.Chunk("SRSW", {})});
+         }},
         {"UnknownRenderer", "scene renderer 0",
          [](Whole& w) { w.parts.renderers = w.List({w.Chunk("S?RR", {})}); }},
     };
@@ -341,6 +371,11 @@ TEST(SceneFile, WholeSceneAndItsOddCornersAreAccepted) {
         {"sprites",
          [](Whole& w) {
              w.parts.after = w.List({w.Sprites({w.Sprite(), w.Sprite()}), w.Sprites({})});
+         }},
+        {"mirrors, one of them twice",
+         [](Whole& w) {
+             const om2::Body twice = w.Chunk("SRMR", {w.Word(2), w.LastMesh(), w.LastMesh()});
+             w.parts.renderers = w.List({twice, w.Chunk("SRMR", {w.Word(0)}), w.Chunk("SRSW", {})});
          }},
         {"background without a mode", [](Whole& w) { w.parts.background = w.Chunk("ATBG", {w.Byte(0)}); }},
         {"nothing but a root", [](Whole& w) { w.parts = {}; }},
