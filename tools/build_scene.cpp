@@ -38,8 +38,6 @@ constexpr u32 kClassOpaque = 1, kClassCutOut = 3, kClassBlended = 4;
 constexpr float kFarAway = 1000;
 // The farthest that a device light reaches: the root of the greatest float.
 constexpr float kUnlimitedRange = 1.8e19f;
-// Samples a second of motion that keys cannot say.
-constexpr double kDefaultRate = 30;
 // At so many times of the motion, and at its start, the model is measured.
 constexpr int kMeasurings = 24;
 

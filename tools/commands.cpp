@@ -171,7 +171,8 @@ void Unpack(const std::string& in, const std::string& out) {
 }
 
 void Import(const ImportOptions& options) {
-    Model model = ReadModel(options.model, {options.texture, options.animation, options.shadows});
+    const double rate = options.frames_per_second > 0 ? options.frames_per_second : kDefaultRate;
+    Model model = ReadModel(options.model, {options.texture, options.animation, rate});
     const std::unique_ptr<osm3d::SceneHierarchy> scene = BuildScene(
         model, {options.embed, options.frames_per_second, options.shadows, options.cube}, model.notes);
     std::string reason;
@@ -189,7 +190,7 @@ void Import(const ImportOptions& options) {
 }
 
 void ListModel(const ImportOptions& options) {
-    const Model model = ReadModel(options.model, {options.texture, "none", false});
+    const Model model = ReadModel(options.model, {options.texture, "none", kDefaultRate});
     Print(fmt::format("{}: {}, {} cameras, {} lights, {} animations\n", options.model, Counts(model),
                       model.cameras.size(), model.lights.size(), model.animations.size()));
     int number = 0;

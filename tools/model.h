@@ -14,6 +14,8 @@ namespace tools {
 
 // Key units in a second of the model's time.
 inline constexpr double kKeyUnitsPerSecond = 100.0;
+// Samples a second of motion that keys cannot say.
+inline constexpr double kDefaultRate = 30.0;
 
 template <class T>
 struct ModelKey {
@@ -120,7 +122,7 @@ void AddBounds(const Model& model, const std::vector<osm3d::matrix>& worlds, osm
 struct ReadOptions {
     std::string texture;    // an image for a model that names none; empty: one beside the model is looked for
     std::string animation;  // a name or a number from 1 on; empty: the first; "none": the model at rest
-    bool for_shadows = false;  // no mesh of more triangles than a shadow volume can number
+    double cubic_rate = kDefaultRate;  // samples a second of motion along cubic curves
 };
 
 // Reads any model that Assimp knows. Throws cli::Error with the reason when the file cannot be read, holds no

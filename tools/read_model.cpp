@@ -12,9 +12,11 @@
 #include <filesystem>
 #include <limits>
 #include <map>
+#include <optional>
 #include <set>
 
 #include "cli/error.h"
+#include "gltf_details.h"
 #include "iqm_importer.h"
 #include "model.h"
 #include "scene/value_operations.h"
@@ -29,8 +31,6 @@ using osm3d::quat;
 using osm3d::vect3;
 
 constexpr unsigned kMaxVertices = 65536;
-// Shadow volumes number triangles in 16 bits, and 0xffff is none.
-constexpr unsigned kMaxShadowTriangles = 65535;
 constexpr std::size_t kMaxBones = 256;
 constexpr std::size_t kMaxWeights = 4;
 // The alpha of the colours that keep vertices of different weights apart.
@@ -128,18 +128,22 @@ class Reader {
         importer_.UnregisterLoader(importer_.GetImporter("iqm"));
         importer_.RegisterLoader(new IqmImporter);
         importer_.SetPropertyInteger(AI_CONFIG_PP_SLM_VERTEX_LIMIT, kMaxVertices);
-        importer_.SetPropertyInteger(
-            AI_CONFIG_PP_SLM_TRIANGLE_LIMIT,
-            options_.for_shadows ? static_cast<int>(kMaxShadowTriangles) : std::numeric_limits<int>::max());
+        importer_.SetPropertyInteger(AI_CONFIG_PP_SLM_TRIANGLE_LIMIT, std::numeric_limits<int>::max());
         importer_.SetPropertyInteger(AI_CONFIG_PP_SBP_REMOVE, aiPrimitiveType_POINT | aiPrimitiveType_LINE);
-        scene_ = importer_.ReadFile(path_, aiProcess_Triangulate | aiProcess_SortByPType |
-                                               aiProcess_GenSmoothNormals | aiProcess_FlipUVs |
-                                               aiProcess_GenUVCoords | aiProcess_FindInvalidData);
+        const std::string extension = Lower(fs::path(path_).extension().string());
+        is_gltf_ = extension == ".gltf" || extension == ".glb" || extension == ".vrm";
+        std::optional<GltfDetails> details;
+        if (is_gltf_) details.emplace(path_);
+        scene_ = importer_.ReadFile(path_, 0);
         if (scene_ && scene_->mRootNode) {
+            // The importer owns the scene and lets nobody else change it; nothing is read of it before that.
+            if (details) details->Apply(const_cast<aiScene&>(*scene_), options_.cubic_rate);
             KeepWeightsApart();
-            scene_ =
-                importer_.ApplyPostProcessing(aiProcess_JoinIdenticalVertices |
-                                              aiProcess_ImproveCacheLocality | aiProcess_SplitLargeMeshes);
+            scene_ = importer_.ApplyPostProcessing(
+                aiProcess_Triangulate | aiProcess_SortByPType | aiProcess_GenSmoothNormals |
+                aiProcess_FlipUVs | aiProcess_GenUVCoords | aiProcess_FindInvalidData |
+                aiProcess_JoinIdenticalVertices | aiProcess_ImproveCacheLocality |
+                aiProcess_SplitLargeMeshes);
         }
         if (!scene_ || !scene_->mRootNode) {
             std::string reason = importer_.GetErrorString();
@@ -147,8 +151,6 @@ class Reader {
             throw cli::Error(fmt::format("{}: cannot be read as a model: {}", path_,
                                          reason.empty() ? "it is empty" : reason));
         }
-        const std::string extension = Lower(fs::path(path_).extension().string());
-        is_gltf_ = extension == ".gltf" || extension == ".glb" || extension == ".vrm";
     }
 
     // Vertices that are alike are joined, whatever their weights; a colour of its own for every combination

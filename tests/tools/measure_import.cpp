@@ -13,7 +13,7 @@ int main(int argc, char** argv) {
     const int times = argc > 2 ? std::atoi(argv[2]) : 25;
     const std::string scene = (std::filesystem::temp_directory_path() / "measure_import.om2").string();
     try {
-        const int count = static_cast<int>(tools::ReadModel(argv[1], {{}, "none", false}).animations.size());
+        const int count = static_cast<int>(tools::ReadModel(argv[1], {{}, "none"}).animations.size());
         for (int i = -1; i < count; ++i) {
             tools::ImportOptions options;
             options.model = argv[1];
