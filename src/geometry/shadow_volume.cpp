@@ -91,7 +91,11 @@ void ShadowVolume::BuildEdges() {
 void ShadowVolume::AppendEdges(u32 firstTriangle, u32 count, EdgeWork& work) {
     constexpr u32 kOpen = 0xffffffff;
     constexpr u32 kRepeated = 0xfffffffe;
-    auto& [begin, sorted, mate, seen] = work;
+    // One by one: clang before 16 does not let a lambda capture a structured binding.
+    std::vector<u32>& begin = work.begin;
+    std::vector<u32>& sorted = work.sorted;
+    std::vector<u32>& mate = work.mate;
+    std::vector<u32>& seen = work.seen;
     const Triangle* triangles = source->triangles.data() + firstTriangle;
     const auto each = [triangles, count](auto&& visit) {
         for (u32 t = 0; t < count; ++t) {
