@@ -36,10 +36,10 @@ vect3 ShadowAim(float time) {
 vect3 MirrorEye(float time) {
     const float t = Eased(-0.8f, kHallMirror + 0.8f, time), angle = Mix(-1.15f, -1.85f, t);
     const float r = Mix(7.8f, 6.4f, t);
-    return {r * std::cos(angle), r * std::sin(angle), Mix(0.75f, 1.5f, t)};
+    return {r * std::cos(angle), r * std::sin(angle), Mix(1.0f, 1.5f, t)};
 }
 vect3 MirrorAim(float time) {
-    return Mix(vect3{0, 0, 1.5f}, vect3{0, 0, 1.6f}, Eased(0, kHallMirror, time));
+    return Mix(vect3{0, 0, 0.55f}, vect3{0, 0, 0.95f}, Eased(0, kHallMirror, time));
 }
 
 // --- The pictures of the lamp ----------------------------------------------------------------------------
@@ -95,7 +95,7 @@ class Hall {
         node = stage_.Moving(stage_.Root(), Sampled<vect3>(0, kSeconds, kFrame, polished ? MirrorEye : ShadowEye));
         node->target =
             stage_.Moving(stage_.Root(), Sampled<vect3>(0, kSeconds, kFrame, polished ? MirrorAim : ShadowAim));
-        stage_.Camera(node, Still(polished ? 0.86f : 1.0f), 0.1f, 60, 60);
+        stage_.Camera(node, Still(polished ? 0.98f : 1.0f), 0.1f, 60, 60);
         stage_.Save(path);
     }
 
@@ -123,7 +123,7 @@ class Hall {
             const float block = Noise(std::floor(bu) * 1.7f + 0.3f, row * 2.3f + 0.7f, 256);
             const float grain = Fbm(u * 32, v * 16, 32, 4);
             const float joint = Smooth(0, 0.05f, std::min({fu, 1 - fu})) * Smooth(0, 0.09f, std::min(fv, 1 - fv));
-            const color stone = Mix(color{0.50f, 0.44f, 0.42f, 1}, color{0.66f, 0.58f, 0.52f, 1},
+            const color stone = Mix(color{0.52f, 0.44f, 0.38f, 1}, color{0.76f, 0.64f, 0.52f, 1},
                                     Clamp01(0.5f + 0.9f * block));
             return Shade(Mix(color{0.24f, 0.20f, 0.22f, 1}, stone, joint), 1 + 0.22f * grain);
         }));
@@ -218,7 +218,7 @@ class Hall {
         points(4, 0, 0.56f, 0.16f);
         for (const float ring : {0.155f, 0.585f, 0.715f, 0.85f})
             if (std::abs(r - ring) < 0.007f) c = gold;
-        c.a = polished_ ? 0.60f : 1.0f;
+        c.a = polished_ ? 0.50f : 1.0f;
         return c;
     }
 
@@ -339,10 +339,10 @@ class Hall {
 
         // The ring of pictures turns about the flame.
         HierarchyNode* wheel = stage_.Moving(stage_.Root(), Still(vect3{0, 0, 1.2f}),
-                                             stage_.Turning(kUp, kWheelTurns, kSeconds, 0.35f));
+                                             stage_.Turning(kUp, kWheelTurns, kSeconds, polished_ ? 0.35f : 1.5f));
         Shape pictures;
         const float step = 2 * kPi / 7;
-        AddPicture(pictures, kWhale, 0, 1.0f, 0.02f);
+        AddPicture(pictures, kWhale, 0, 1.0f, 0.04f);
         AddPicture(pictures, kGull, step, 0.7f, 0.26f);
         AddPicture(pictures, kGull, step * 1.28f, 0.5f, 0.10f);
         for (const auto& part : {kHull, kMast, kSail, kJib}) AddPicture(pictures, part, 2 * step, 0.80f, -0.06f);

@@ -58,6 +58,9 @@ int main(int argc, char** argv) {
         MakeShadowHall(folder + "/shadow_hall.om2");
         MakeMirrorHall(folder + "/mirror_hall.om2");
         MakeWhale(folder + "/whale.om2");
+        MakeMeadow(folder + "/meadow.om2");
+        // An effect is opened where the program runs that plays the scene.
+        MakeFloats(folder + "/floats.om2", std::filesystem::absolute(folder + "/glass.fx").string());
         MakePictures(folder);
     } catch (const std::exception& error) {
         std::fprintf(stderr, "make_demo: %s\n", error.what());

@@ -53,7 +53,7 @@ color Sky(const vect3& d, const color& horizon) {
     // The moon and the air that it lights.
     const float away = std::acos(std::min(osm3d::Dot(d, kMoonWay), 1.0f));
     c = Plus(c, {0.42f, 0.48f, 0.72f, 1}, 0.55f * std::exp(-away * 5.0f) + 0.35f * std::exp(-away * 22.0f));
-    constexpr float kMoon = 0.062f;
+    constexpr float kMoon = 0.050f;
     if (away < kMoon * 1.05f) {
         const vect3 right = Normal(osm3d::Cross(kMoonWay, {0, 0, 1})), up = osm3d::Cross(right, kMoonWay);
         const float x = osm3d::Dot(d, right) / kMoon, y = osm3d::Dot(d, up) / kMoon;

@@ -9,6 +9,8 @@
 #include "geometry/modifier_skin.h"
 #include "io/open.h"
 #include "material/texture_cubemap_file.h"
+#include "render/material_fx.h"
+#include "render/scene_renderer_dof.h"
 #include "render/scene_renderer_mirror.h"
 #include "render/scene_renderer_shadow.h"
 #include "scene/atmospheric_billboard.h"
@@ -38,6 +40,12 @@ Texture* Stage::Picture(const Picture32& picture) {
 }
 
 MaterialSimple* Stage::Material(const Look& look) {
+    MaterialSimple* material = Within(look);
+    scene_->materials.push_back(material);
+    return material;
+}
+
+MaterialSimple* Stage::Within(const Look& look) {
     auto* material = Make<MaterialSimple>();
     material->SetConstants(look.diffuse, look.ambient, look.specular, look.emissive, look.power);
     RenderStateBlock& state = *material->GetRenderState();
@@ -91,6 +99,11 @@ MaterialSimple* Stage::Material(const Look& look) {
         scroll(TextureStage::kVOffset, layer.speed_v);
         material->SetStage(i, stage);
     }
+    return material;
+}
+
+osm3d::Material* Stage::Effect(const std::string& file, osm3d::Material* inner) {
+    auto* material = Make<MaterialFX>(file, inner);
     scene_->materials.push_back(material);
     return material;
 }
@@ -160,6 +173,7 @@ void Stage::Skin(const Shape& shape, const std::vector<VertexWeights>& weights,
     auto* geometry = new GeometryWeighted();
     geometry->positions = shape.positions;
     geometry->normals = shape.normals;
+    geometry->colors = shape.colors;
     geometry->uvSets = {shape.uvs};
     geometry->weights = weights;
     for (std::size_t i = 0; i + 2 < shape.indices.size(); i += 3)
@@ -233,13 +247,14 @@ void Stage::BackgroundPicture(Texture* picture) {
     scene_->background = background;
 }
 
-void Stage::BackgroundCube(const std::array<Picture32, 6>& faces) {
+Texture* Stage::BackgroundCube(const std::array<Picture32, 6>& faces) {
     auto* cube = Make<TextureCubemapFile>();
     for (u32 i = 0; i < faces.size(); ++i) cube->SetFaceData(i + 1, EncodePng(faces[i]));
     scene_->textures.push_back(cube);
     auto* background = Make<AtmosphericBackground>();
     background->UseCube(cube);
     scene_->background = background;
+    return cube;
 }
 
 void Stage::Sparks(const std::vector<Spark>& sparks, osm3d::Material* material) {
@@ -249,6 +264,12 @@ void Stage::Sparks(const std::vector<Spark>& sparks, osm3d::Material* material) 
     billboards->SetBillboard(holder);
     for (const Spark& spark : sparks) billboards->AddElement(spark.node, spark.size);
     scene_->atmosphericsAfter.push_back(billboards);
+}
+
+void Stage::Focus(osm3d::CameraSimple* camera, ControllerBase<f32>* scale, ControllerBase<f32>* distance) {
+    auto* renderer = Make<SceneRendererDOF>();
+    renderer->SetFocus(camera, scale, distance);
+    scene_->renderers.push_back(renderer);
 }
 
 void Stage::Shadows(osm3d::LightOmni* light) {

@@ -81,6 +81,10 @@ class Stage {
     // in that order.
     Texture* Picture(const Picture32& picture);
     MaterialSimple* Material(const Look& look);
+    // The same for inside an effect alone.
+    MaterialSimple* Within(const Look& look);
+    // Drawn by the effect text in `file`, over the state of `inner`.
+    osm3d::Material* Effect(const std::string& file, osm3d::Material* inner);
 
     HierarchyNode* Node(HierarchyNode* parent, const vect3& position, const quat& rotation = kQuatIdentity,
                         const vect3& scale = {1, 1, 1});
@@ -110,7 +114,7 @@ class Stage {
     void BackgroundColor(const color& c);
     void BackgroundPicture(Texture* picture);
     // Faces in the order of a cube map's keys: +z, -z, -x, +x, -y, +y.
-    void BackgroundCube(const std::array<Picture32, 6>& faces);
+    Texture* BackgroundCube(const std::array<Picture32, 6>& faces);
 
     // Squares that face the picture, in the order given, drawn over the finished scene.
     struct Spark {
@@ -119,6 +123,9 @@ class Stage {
     };
     void Sparks(const std::vector<Spark>& sparks, osm3d::Material* material);
 
+    // `camera` sees sharply at `distance` units; `scale` is how fast the blur grows away from there.
+    void Focus(osm3d::CameraSimple* camera, osm3d::ControllerBase<float>* scale,
+               osm3d::ControllerBase<float>* distance);
     // The scene is drawn with the shadows that `light` throws off the casters.
     void Shadows(osm3d::LightOmni* light);
     // A shadow of `shape`, which must be closed. What is seen of it is a mesh of its own. `node` must not be

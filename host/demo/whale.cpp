@@ -2,6 +2,7 @@
 #include <array>
 #include <cmath>
 
+#include "beacon.h"
 #include "demo_scenes.h"
 #include "night_sky.h"
 #include "stage.h"
@@ -174,7 +175,7 @@ class Whale {
         glow_ = stage_.Picture(GlowPicture(1));
         Swimmer();
         Clouds();
-        Beacon();
+        MakeBeacon(stage_, {-34, 120, 3.5f}, eye_, glow_, 0.9f);
         Camera();
         const auto far = [&](const vect3& at, const color& c, const color& specular) {
             stage_.Light(stage_.Node(stage_.Root(), at), Still(c), specular, 1e6f, 0);
@@ -338,41 +339,6 @@ class Whale {
             for (std::size_t i = 0; i < plane.positions.size(); ++i)
                 plane.uvs[i] = {plane.positions[i].x / 1500, plane.positions[i].y / 1500};
             stage_.Mesh(plane, stage_.Material(look), stage_.Root());
-        }
-    }
-
-    // The lamp of the lighthouse, just over the clouds.
-    void Beacon() {
-        constexpr vect3 kAt{-34, 120, 3.5f};
-        Look look;
-        look.lit = false;
-        look.two_sided = true;
-        look.blend = Blend::Add;
-        osm3d::Material* beam = stage_.Material(look);
-        Shape beams;
-        for (int part = 0; part < 2; ++part)
-            for (int shell = 0; shell < 6; ++shell) {
-                const float spread = 0.010f + 0.013f * F(shell);
-                beams.Add(ColoredSurface(
-                              24, 10,
-                              [=](float u, float v) {
-                                  const float a = 2 * kPi * u, d = 1 + 150 * v * v, r = 0.5f + d * spread;
-                                  return vect3{d, r * std::cos(a), r * std::sin(a)};
-                              },
-                              [=](float, float v) {
-                                  return color{1, 0.86f, 0.60f, (0.12f - 0.014f * F(shell)) * (1 - v) * (1 - v)};
-                              }),
-                          Placed({0, 0, 0}, QuatFromAxisAngle(kUp, kPi * F(part)), 1));
-            }
-        stage_.Mesh(beams, beam, stage_.Moving(stage_.Root(), Still(kAt), stage_.Turning(kUp, 0.10f, kTo, 0.9f)));
-        Layer layer;
-        layer.texture = glow_;
-        look.layers = {layer};
-        osm3d::Material* glow = stage_.Material(look);
-        for (const auto& [half, strength] : {std::pair{3.5f, 1.0f}, std::pair{16.0f, 0.5f}}) {
-            HierarchyNode* node = stage_.Node(stage_.Root(), kAt);
-            node->target = eye_;
-            stage_.Mesh(Sprite(half, {1, 0.80f, 0.5f, strength}), glow, node);
         }
     }
 
