@@ -16,6 +16,8 @@
 #include "material/texture_bitmap_file.h"
 #include "material/texture_cubemap_file.h"
 #include "material/texture_stage.h"
+#include "render/material_fx.h"
+#include "render/scene_renderer_dof.h"
 #include "render/scene_renderer_mirror.h"
 #include "render/scene_renderer_shadow.h"
 #include "scene/atmospheric.h"
@@ -44,8 +46,9 @@ const ChunkRegistrer<MeshSimple> kMeshSimple(FourCC("MESM"));
 const ChunkRegistrer<ControllerTransformation> kControllerTransformation(FourCC("CPRS"));
 const ChunkRegistrer<ControllerTransformationMatrix> kControllerTransformationMatrix(FourCC("CMTX"));
 const ChunkRegistrer<MaterialSimple> kMaterialSimple(FourCC("MTSM"));
-const ChunkRegistrer<ModifierSkin> kModifierSkin(FourCC("MDSK"));
+const ChunkRegistrer<MaterialFX> kMaterialFX(FourCC("MTFX"));
 const ChunkRegistrer<ModifierStack> kModifierStack(FourCC("MOST"));
+const ChunkRegistrer<ModifierSkin> kModifierSkin(FourCC("MDSK"));
 const ChunkRegistrer<HierarchyNode> kHierarchyNode(FourCC("HINO"));
 const ChunkRegistrer<GeometryComposite> kGeometryComposite(FourCC("GOCP"));
 const ChunkRegistrer<GeometryWeighted> kGeometryWeighted(FourCC("GOWT"));
@@ -58,6 +61,7 @@ const ChunkRegistrer<AtmosphericFog> kAtmosphericFog(FourCC("ATFG"));
 const ChunkRegistrer<AtmosphericBackground> kAtmosphericBackground(FourCC("ATBG"));
 const ChunkRegistrer<AtmosphericBillboard> kAtmosphericBillboard(FourCC("ATBL"));
 const ChunkRegistrer<SceneRendererMirror> kSceneRendererMirror(FourCC("SRMR"));
+const ChunkRegistrer<SceneRendererDOF> kSceneRendererDOF(FourCC("SRDF"));
 const ChunkRegistrer<SceneRendererShadow> kSceneRendererShadow(FourCC("SRSW"));
 const ChunkRegistrer<controller::Const<f32>> kConstFloat(FourCC("CCFL"));
 const ChunkRegistrer<controller::Const<vect3>> kConstVect3(FourCC("CCV3"));
