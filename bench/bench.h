@@ -32,5 +32,6 @@ void Device();
 void Frames();
 void Skins();
 void Shadows();
+void Scenes();
 
 }  // namespace bench

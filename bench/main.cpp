@@ -61,5 +61,6 @@ int main(int argc, char** argv) {
     if (chosen("frame")) bench::Frames();
     if (chosen("skin")) bench::Skins();
     if (chosen("shadow")) bench::Shadows();
+    if (chosen("scene")) bench::Scenes();
     return bench::AllKept() ? 0 : 1;
 }

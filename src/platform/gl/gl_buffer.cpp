@@ -1,6 +1,7 @@
 #include "platform/gl/gl_buffer.h"
 
 #include <algorithm>
+#include <cstring>
 #include <new>
 
 #include "platform/gl/gl_device.h"
@@ -64,6 +65,7 @@ bool GlBuffer::MakeStore() {
         context.State().ForgetBuffer(store.name);
         return false;
     }
+    stores_.reserve(kMaxStores);
     stores_.push_back(store);
     return true;
 }
@@ -115,17 +117,16 @@ HRESULT GlBuffer::LockRange(u32 offset, u32 size, void** data, DWORD flags) {
         persistent_ = MakeStore();
         if (persistent_) UseStore(0, 0);
     }
-    if (persistent_) {
-        if (locks_ == 0) {
-            if (flags & D3DLOCK_DISCARD) {
-                if (used_) Discard();
-            } else if (!(flags & (D3DLOCK_NOOVERWRITE | D3DLOCK_READONLY)) && used_) {
-                // A plain lock may overwrite what earlier draws read.
-                Device().Context().Activate();
-                glFinish();
-                used_ = false;
-            }
+    if (persistent_ && !memory_ && locks_ == 0 && used_) {
+        if (flags & D3DLOCK_DISCARD) {
+            Discard();
+        } else if (!(flags & (D3DLOCK_NOOVERWRITE | D3DLOCK_READONLY))) {
+            // A plain lock may overwrite what earlier draws read, and keeps the other bytes.
+            if (!EnsureMemory()) return E_OUTOFMEMORY;
+            std::memcpy(memory_.get(), mapped_, size_);
         }
+    }
+    if (persistent_ && !memory_) {
         ++locks_;
         *data = mapped_ + offset;
         return D3D_OK;
@@ -153,6 +154,14 @@ HRESULT GlBuffer::UnlockRange() {
 }
 
 void GlBuffer::Upload() {
+    if (persistent_) {
+        const bool moved = used_;
+        if (moved) Discard();
+        const u32 first = moved ? 0 : dirty_first_, last = moved ? size_ : dirty_last_;
+        std::memcpy(mapped_ + first, memory_.get() + first, last - first);
+        dirty_first_ = dirty_last_ = 0;
+        return;
+    }
     GlContext& context = Device().Context();
     context.Activate();
     if (!name_) {

@@ -14,7 +14,8 @@ namespace platform::gl {
 // A static buffer keeps its bytes in memory; what a lock changed goes to OpenGL before the next draw. A
 // dynamic one is a small ring of buffers that stay mapped: a lock is a pointer, D3DLOCK_DISCARD moves on to a
 // buffer that the graphics processor has done with. So the name changes with a discard: ask for it at each
-// draw.
+// draw. One that is locked without a flag between draws keeps its bytes in memory from then on, and its next
+// draw moves on with a copy of all of them: nobody waits for the draws before.
 class GlBuffer : public GlObject {
   public:
     // Brings OpenGL up to date and returns the buffer's name. Call at each draw that reads it.
@@ -34,7 +35,7 @@ class GlBuffer : public GlObject {
     GLenum IndexType() const { return format_ == D3DFMT_INDEX32 ? GL_UNSIGNED_INT : GL_UNSIGNED_SHORT; }
     u32 IndexBytes() const { return format_ == D3DFMT_INDEX32 ? 4 : 2; }
     // The bytes as the application wrote them, for work on the processor. Slow to read on a dynamic buffer.
-    const u8* Bytes() const { return mapped_ ? mapped_ : memory_.get(); }
+    const u8* Bytes() const { return memory_ ? memory_.get() : mapped_; }
 
   protected:
     GlBuffer(GlDevice& device, u32 size, DWORD usage, D3DPOOL pool, D3DFORMAT format, DWORD fvf, bool index);
