@@ -211,7 +211,7 @@ class Parser {
         if (!Type(type)) return false;
         const std::size_t type_end = cursor_.Place();
         if (cursor_.Ahead().kind == TokenKind::kName && cursor_.Is("(", 1)) return Function(start, type_end);
-        if (type.type == D3DXPT_VOID) return Unexpected("a function");
+        if (type.type_class == D3DXPC_OBJECT && type.type == D3DXPT_VOID) return Unexpected("a function");
         if (modifiers.is_static) return Static(start, modifiers);
         if (modifiers.row_major && type.type_class == D3DXPC_MATRIX_COLUMNS)
             type.type_class = D3DXPC_MATRIX_ROWS;
@@ -375,7 +375,7 @@ class Parser {
         if (parameter.elements > 0 && type.type_class == D3DXPC_OBJECT)
             return Fail(parameter.at, "arrays are of numbers or structures");
         if (type.type_class == D3DXPC_STRUCT && out_.structures[type.structure].opaque)
-            return Fail(parameter.at, "this structure has members that are no numbers");
+            return Fail(parameter.at, "this structure holds other things than numbers, or too many of them");
         const u32 count = CountCells(out_, type, parameter.elements);
         cells_ += count;
         if (cells_ > kMaxEffectCells) return Fail(parameter.at, "the parameters are too large");

@@ -11,6 +11,10 @@ void Spell(const Token& token, std::string& out) {
     if (token.kind == TokenKind::kString) out += '"';
 }
 
+u32 Length(const Token& token) {
+    return static_cast<u32>(token.text.size()) + (token.kind == TokenKind::kString ? 2 : 0);
+}
+
 }  // namespace
 
 void EffectShaderText::Keep(std::size_t start, std::size_t end) {
@@ -159,17 +163,18 @@ void EffectShaderText::Finish(EffectDocument& document, EffectMessages& messages
             column = 1;
             previous = nullptr;
         }
-        if (token.at.line == line && token.at.column > column) {
+        const bool joined = previous && !previous->made && !token.made && !token.space_before &&
+                            previous->at.line == token.at.line &&
+                            previous->at.column + Length(*previous) == token.at.column;
+        if (!joined && token.at.line == line && token.at.column > column) {
             out.append(token.at.column - column, ' ');
             column = token.at.column;
-        } else if (previous && (previous->made || token.made || token.at.line < line ||
-                                token.at.column < column || token.space_before)) {
+        } else if (!joined && previous) {
             out += ' ';
             ++column;
         }
-        const std::size_t before = out.size();
         Spell(token, out);
-        column += static_cast<u32>(out.size() - before);
+        column += Length(token);
         previous = &token;
     }
     out += '\n';

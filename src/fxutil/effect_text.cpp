@@ -133,10 +133,12 @@ Token EffectLexer::Next(EffectMessages& messages) {
     } else {
         token.kind = TokenKind::kSymbol;
         std::size_t length = 1;
-        for (const std::string_view symbol : kSymbols) {
-            if (!text_.substr(at_).starts_with(symbol)) continue;
-            length = symbol.size();
-            break;
+        if (std::string_view("=<>+-&|:#.").find(Peek(1)) != std::string_view::npos) {
+            for (const std::string_view symbol : kSymbols) {
+                if (!text_.substr(at_).starts_with(symbol)) continue;
+                length = symbol.size();
+                break;
+            }
         }
         if (length == 1 && std::string_view("!#%&()*+,-./:;<=>?[]^{|}~").find(c) == std::string_view::npos)
             token.kind = TokenKind::kOther;
