@@ -1,6 +1,7 @@
 // Valid files to start from.
 #pragma once
 
+#include <array>
 #include <filesystem>
 #include <fstream>
 #include <iterator>
@@ -67,8 +68,44 @@ inline Bytes DrawnScene() {
     return s.Bytes();
 }
 
+// A cube of images about the eye, a stage that mirrors it, and sprites before and after the meshes.
+inline Bytes SkyScene() {
+    om2::SceneFile s;
+    om2::File& f = s.file;
+    int sky = -1, mirror = -1, node = -1;
+    std::array<Bytes, 6> images;
+    for (int i = 0; i < 6; ++i)
+        images[static_cast<std::size_t>(i)] = om2::Tga(2, 2, {{i, 0, 0}, {0, i, 0}, {0, 0, i}, {9, 9, 9}});
+    s.textures.push_back([&] { sky = f.EmbeddedCube(images); });
+    s.materials.push_back([&] {
+        om2::File::StageState state;
+        state.coord_index = 19, state.transform_count = 3;
+        mirror = f.Material(
+            {}, 1, [&] { f.RenderState(); },
+            [&] {
+                f.I32(1);
+                f.TextureStage(s.Ref(sky), state, 2, 0, 1);
+            });
+    });
+    s.tree = [&] {
+        node = f.Node({0, 1, 0});
+        f.I32(0);
+    };
+    s.Mesh(om2::Quad(-1, -1, 1, 1), s.Ref(mirror), s.Ref(node));
+    s.before.push_back([&] { f.Billboards(s.Null(), {f.Sprite({1, 0, 0}, 1)}); });
+    s.after.push_back([&] {
+        f.Billboards(s.Ref(mirror), {[&] {
+                                         f.Ref(node);
+                                         f.LinearFloat({{0, 1}, {100, 2}});
+                                     },
+                                     f.Sprite({-1, 0, 0}, 1)});
+    });
+    s.background = [&] { f.TextureBackground(3, s.Ref(sky)); };
+    return s.Bytes();
+}
+
 inline std::vector<Seed> SceneSeeds() {
-    return {{"rich", ".om2", om2::RichScene()}, {"drawn", ".om2", DrawnScene()}};
+    return {{"rich", ".om2", om2::RichScene()}, {"drawn", ".om2", DrawnScene()}, {"sky", ".om2", SkyScene()}};
 }
 
 // The image files that the tests of the image readers use.
