@@ -226,4 +226,53 @@ inline std::vector<std::uint8_t> RichScene() {
     return s.Bytes();
 }
 
+// A quad in two parts, each bent by two bones, of which the second turns; and one without a stack, whose
+// weights nothing uses.
+inline std::vector<std::uint8_t> SkinnedScene() {
+    SceneFile s;
+    int material = -1, bone = -1, hand = -1;
+    s.Glowing(material, {1, 0.5f, 0, 1});
+    s.tree = [&] {
+        bone = s.file.Node({-1, 0, 0});
+        s.file.I32(1);
+        hand = s.file.Chunk("HINO", 1, [&] {
+            s.file.I32(0);
+            s.file.Chunk("CPRS", 1, [&] {
+                s.file.ConstVec3({1, 0, 0});
+                s.file.Linear<4>("CLQU", {{0, {0, 0, 0, 1}}, {1, {0, 0, 1, 0}}});
+                s.file.ConstVec3({1, 1, 1});
+            });
+        });
+        s.file.I32(0);
+    };
+    const std::vector<File::Weight> weights = {
+        {{0, 1, 0, 0}, {1, 0, 0}}, {{1, 0, 0, 0}, {0.5f, 0.5f, 0}}, {{0, 1, 0, 1}, {0, 0, 0}}, {}};
+    const auto part = [&](float x) { s.file.WeightedGeometry(Quad(x, -1, x + 1, 1), weights); };
+    s.meshes.push_back([&s, &material, &bone, &hand, part] {
+        s.file.DeformedMesh(
+            [&] {
+                s.file.Chunk("GOCP", 1, [&] {
+                    s.file.I32(2);
+                    part(-1);
+                    part(0);
+                });
+            },
+            [&] {
+                s.file.Stack(1, [&] {
+                    const auto bones = [&] {
+                        s.file.Ref(bone);
+                        s.file.Ref(hand);
+                    };
+                    Mat offset = kIdentity;
+                    offset[12] = 1;
+                    s.file.Skin(bones, {offset, kIdentity});
+                });
+            },
+            s.Ref(material), s.Null());
+    });
+    s.meshes.push_back(
+        [&s, part] { s.file.Mesh([&] { part(2); }, [&] { s.file.Null(); }, [&] { s.file.Null(); }); });
+    return s.Bytes();
+}
+
 }  // namespace om2
