@@ -33,8 +33,6 @@ using osm3d::vect3;
 constexpr unsigned kMaxVertices = 65536;
 constexpr std::size_t kMaxBones = 256;
 constexpr std::size_t kMaxWeights = 4;
-// The alpha of the colours that keep vertices of different weights apart.
-constexpr float kMarkAlpha = -7;
 constexpr float kPi = 3.14159265358979f;
 constexpr std::array<const char*, 7> kImageExtensions = {".png", ".jpg", ".tga", ".bmp",
                                                          ".dds", ".dib", ".jpeg"};
@@ -138,11 +136,13 @@ class Reader {
         if (scene_ && scene_->mRootNode) {
             // The importer owns the scene and lets nobody else change it; nothing is read of it before that.
             if (details) details->Apply(const_cast<aiScene&>(*scene_), options_.cubic_rate);
-            KeepWeightsApart();
+            // Assimp joins vertices that are alike whatever bones they follow; with bones it is done here.
+            joins_ = std::any_of(scene_->mMeshes, scene_->mMeshes + scene_->mNumMeshes,
+                                 [](const aiMesh* mesh) { return mesh->HasBones(); });
             scene_ = importer_.ApplyPostProcessing(
-                aiProcess_Triangulate | aiProcess_SortByPType | aiProcess_GenSmoothNormals |
-                aiProcess_FlipUVs | aiProcess_GenUVCoords | aiProcess_FindInvalidData |
-                aiProcess_JoinIdenticalVertices | aiProcess_ImproveCacheLocality |
+                (joins_ ? 0u : unsigned{aiProcess_JoinIdenticalVertices}) | aiProcess_Triangulate |
+                aiProcess_SortByPType | aiProcess_GenSmoothNormals | aiProcess_FlipUVs |
+                aiProcess_GenUVCoords | aiProcess_FindInvalidData | aiProcess_ImproveCacheLocality |
                 aiProcess_SplitLargeMeshes);
         }
         if (!scene_ || !scene_->mRootNode) {
@@ -150,30 +150,6 @@ class Reader {
             std::replace(reason.begin(), reason.end(), '\n', ' ');
             throw cli::Error(fmt::format("{}: cannot be read as a model: {}", path_,
                                          reason.empty() ? "it is empty" : reason));
-        }
-    }
-
-    // Vertices that are alike are joined, whatever their weights; a colour of its own for every combination
-    // of bones and weights keeps those apart that move apart.
-    void KeepWeightsApart() {
-        for (unsigned i = 0; i < scene_->mNumMeshes; ++i) {
-            aiMesh& mesh = *scene_->mMeshes[i];
-            const unsigned set = mesh.GetNumColorChannels();
-            if (!mesh.HasBones() || set == AI_MAX_NUMBER_OF_COLOR_SETS) continue;
-            std::vector<std::vector<std::pair<unsigned, float>>> of_vertex(mesh.mNumVertices);
-            for (unsigned b = 0; b < mesh.mNumBones; ++b)
-                for (unsigned w = 0; w < mesh.mBones[b]->mNumWeights; ++w) {
-                    const aiVertexWeight& weight = mesh.mBones[b]->mWeights[w];
-                    if (weight.mVertexId < mesh.mNumVertices && weight.mWeight > 0)
-                        of_vertex[weight.mVertexId].emplace_back(b, weight.mWeight);
-                }
-            std::map<std::vector<std::pair<unsigned, float>>, unsigned> numbers;
-            mesh.mColors[set] = new aiColor4D[mesh.mNumVertices];
-            for (unsigned v = 0; v < mesh.mNumVertices; ++v) {
-                const auto next = static_cast<unsigned>(numbers.size());
-                const unsigned number = numbers.emplace(of_vertex[v], next).first->second;
-                mesh.mColors[set][v] = {static_cast<float>(number), 0, 0, kMarkAlpha};
-            }
         }
     }
 
@@ -448,15 +424,19 @@ class Reader {
                                       static_cast<u16>(face.mIndices[2])}});
         }
         if (in.mNumAnimMeshes > 0) ++morphing_;
-        if (in.HasBones() && !out.triangles.empty())
+        if (out.triangles.empty()) return;
+        if (in.HasBones()) {
             Skin(in, out);
-        else if (!out.triangles.empty())
+        } else {
+            std::vector<Influences> none(out.positions.size());
+            if (joins_) Join(out, none);
             model_.meshes.push_back(std::move(out));
+        }
     }
 
     // Vertex colours make a mesh unlit, so that white ones, which say nothing, are left out.
     void Colors(const aiMesh& in, ModelMesh& out) const {
-        if (!in.HasVertexColors(0) || in.mColors[0][0].a == kMarkAlpha) return;
+        if (!in.HasVertexColors(0)) return;
         bool says_something = false;
         for (unsigned v = 0; v < in.mNumVertices; ++v) {
             const color c = ScreenColor(in.mColors[0][v]);
@@ -472,11 +452,62 @@ class Reader {
         float weight;
     };
 
+    using Influences = std::vector<Influence>;
+
+    // Makes one of vertices that are alike in everything, their bones included.
+    static void Join(ModelMesh& mesh, std::vector<Influences>& influences) {
+        std::map<std::vector<std::uint32_t>, u16> known;
+        std::vector<u16> numbers;
+        std::vector<std::uint32_t> all;
+        const auto number = [&](float value) {
+            value += 0.0f;  // one zero for both
+            std::memcpy(&all.emplace_back(), &value, sizeof value);
+        };
+        const auto add = [&](const auto& list, std::size_t v) {
+            if (list.empty()) return;
+            const auto* value = reinterpret_cast<const float*>(&list[v]);
+            std::for_each(value, value + sizeof(list[v]) / sizeof(float), number);
+        };
+        for (std::size_t v = 0; v < mesh.positions.size(); ++v) {
+            all.clear();
+            add(mesh.positions, v);
+            add(mesh.normals, v);
+            add(mesh.colors, v);
+            for (const auto& set : mesh.uv_sets) add(set, v);
+            for (const Influence& influence : influences[v]) {
+                all.push_back(static_cast<std::uint32_t>(influence.bone));
+                number(influence.weight);
+            }
+            const auto next = static_cast<u16>(known.size());
+            const auto [entry, is_new] = known.emplace(all, next);
+            numbers.push_back(entry->second);
+            if (!is_new) continue;
+            const auto keep = [&](auto& list) {
+                if (!list.empty()) list[next] = list[v];
+            };
+            keep(mesh.positions);
+            keep(mesh.normals);
+            keep(mesh.colors);
+            for (auto& set : mesh.uv_sets) keep(set);
+            keep(influences);
+        }
+        const auto cut = [&](auto& list) {
+            if (!list.empty()) list.resize(known.size());
+        };
+        cut(mesh.positions);
+        cut(mesh.normals);
+        cut(mesh.colors);
+        for (auto& set : mesh.uv_sets) cut(set);
+        cut(influences);
+        for (osm3d::Triangle& triangle : mesh.triangles)
+            for (u16& index : triangle.index) index = numbers[index];
+    }
+
     // The bones of a mesh, and each vertex's part in them: the four heaviest at most, of positive weight, the
     // heaviest first. Vertices without any follow the mesh's own node.
     void Skin(const aiMesh& in, ModelMesh& out) {
         ModelSkin skin;
-        std::vector<std::vector<Influence>> vertices(out.positions.size());
+        std::vector<Influences> vertices(out.positions.size());
         for (unsigned b = 0; b < in.mNumBones; ++b) {
             const aiBone& bone = *in.mBones[b];
             const int joint = Joint(bone.mName.C_Str());
@@ -514,12 +545,12 @@ class Reader {
                 ++cut_vertices_;
             }
         }
+        Join(out, vertices);
         SplitByBones(out, skin, vertices);
     }
 
     // Hands on the mesh, in pieces of at most 256 bones each.
-    void SplitByBones(const ModelMesh& mesh, const ModelSkin& skin,
-                      const std::vector<std::vector<Influence>>& vertices) {
+    void SplitByBones(const ModelMesh& mesh, const ModelSkin& skin, const std::vector<Influences>& vertices) {
         std::size_t first = 0;
         while (first < mesh.triangles.size()) {
             std::map<std::size_t, std::size_t> palette;  // place in the skin, place in the piece
@@ -539,7 +570,7 @@ class Reader {
 
     // Triangles `first` to before `last`, with the vertices and bones that they need.
     static ModelMesh Piece(const ModelMesh& mesh, const ModelSkin& skin,
-                           const std::vector<std::vector<Influence>>& vertices,
+                           const std::vector<Influences>& vertices,
                            const std::map<std::size_t, std::size_t>& palette, std::size_t first,
                            std::size_t last) {
         ModelMesh out;
@@ -576,7 +607,7 @@ class Reader {
 
     // The fourth weight is what is left of one; where a vertex has fewer bones the places left over name its
     // first, so that rounding stays with it.
-    static osm3d::VertexWeights Weights(const std::vector<Influence>& influences,
+    static osm3d::VertexWeights Weights(const Influences& influences,
                                         const std::map<std::size_t, std::size_t>& palette) {
         double sum = 0;
         for (const Influence& influence : influences) sum += influence.weight;
@@ -697,6 +728,7 @@ class Reader {
     const aiScene* scene_ = nullptr;
     bool is_gltf_ = false;
     Model model_;
+    bool joins_ = false;
     unsigned morphing_ = 0, cut_vertices_ = 0;
     std::set<std::string> lost_bones_;
     std::map<std::string, int> node_index_, joint_index_, images_;
