@@ -2,6 +2,8 @@
 // (hlsl_front_end), their globals laid out in registers (hlsl_module), written as GLSL by SPIRV-Cross, and
 // framed here. The writer's variables for inputs and outputs become plain globals of the text; the frame
 // fills them from attributes and gives them on.
+#include "platform/gl/hlsl_compiler.h"
+
 #include <algorithm>
 #include <exception>
 #include <optional>
@@ -9,9 +11,7 @@
 
 #include "platform/gl/hlsl_front_end.h"
 #include "platform/gl/hlsl_module.h"
-#include "platform/gl/hlsl_scan.h"
 #include "platform/gl/shader_container.h"
-#include "platform/shader_compiler.h"
 
 namespace platform::gl {
 namespace {
@@ -87,18 +87,16 @@ std::string Whole(const std::string& name, const ModuleVariable& it) {
 
 class Compiler {
   public:
-    Compiler(const ShaderRequest& request, CompiledShader& out, std::vector<CompileMessage>& messages)
-        : request_(request), out_(out), messages_(messages) {}
+    Compiler(const ShaderRequest& request, const HlslScan& scan, CompiledShader& out,
+             std::vector<CompileMessage>& messages)
+        : request_(request), scan_(scan), out_(out), messages_(messages) {}
 
     bool Run() {
         profile_ = FindProfile(request_.profile);
-        if (profile_ == nullptr) {
-            return Fail("'" + request_.profile + "' is no profile of shader model 1 or 2");
-        }
+        if (profile_ == nullptr) return Fail("there is no such profile");
         std::vector<u32> words;
-        if (!ScanHlsl(request_.text, request_.entry, profile_->vertex, scan_, messages_) ||
-            !ReadHlsl(scan_, request_.text, request_.entry, profile_->vertex, words, messages_) ||
-            !TakeModule(std::move(words), scan_.globals, profile_->vertex, module_, messages_)) {
+        if (!ReadHlsl(scan_, request_.text, request_.entry, profile_->vertex, words, messages_) ||
+            !TakeModule(words, scan_, profile_->vertex, module_, messages_)) {
             return false;
         }
         source_.kind = profile_->vertex ? ShaderKind::kVertex : ShaderKind::kPixel;
@@ -133,10 +131,10 @@ class Compiler {
     std::string Body() const;
 
     const ShaderRequest& request_;
+    const HlslScan& scan_;
     CompiledShader& out_;
     std::vector<CompileMessage>& messages_;
     const Profile* profile_ = nullptr;
-    HlslScan scan_;
     HlslModule module_;
     ShaderSource source_;
     std::string head_, before_, after_, tail_;
@@ -344,26 +342,29 @@ std::string Compiler::Body() const {
 }
 
 }  // namespace
-}  // namespace platform::gl
 
-namespace platform::detail {
+bool HlslProfile(std::string_view name, bool& vertex) {
+    const Profile* profile = FindProfile(name);
+    if (profile != nullptr) vertex = profile->vertex;
+    return profile != nullptr;
+}
 
-bool SystemCompileShader(const ShaderRequest& request, CompiledShader& out,
-                         std::vector<CompileMessage>& messages) {
+bool CompileHlsl(const ShaderRequest& request, const HlslScan& scan, CompiledShader& out,
+                 std::vector<CompileMessage>& messages) {
     try {
-        if (gl::Compiler(request, out, messages).Run()) return true;
+        if (Compiler(request, scan, out, messages).Run()) return true;
     } catch (const std::exception& error) {
         // Registers can be read by an index of a variable, their parts cannot.
         const std::string why = error.what();
         messages.push_back(
-            {0, 0,
+            {scan.entry_line, scan.entry_column,
              why.find("flattened") != std::string::npos
-                 ? "a constant's component, row or whole array is taken in a way that registers "
-                   "do not have: copy the constant to a local variable first"
+                 ? "a constant's component, row or whole array is taken in a way that registers do not have: "
+                   "copy the constant to a local variable first"
                  : "the shader cannot be written: " + why});
     }
     out = {};
     return false;
 }
 
-}  // namespace platform::detail
+}  // namespace platform::gl

@@ -7,6 +7,7 @@
 #include <glslang/SPIRV/GlslangToSpv.h>
 
 #include <charconv>
+#include <utility>
 
 namespace platform::gl {
 namespace {
@@ -99,6 +100,16 @@ bool ReadHlsl(const HlslScan& scan, std::string_view original, const std::string
     options.disableOptimizer = true;
     glslang::GlslangToSpv(*tree, words, &logger, &options);
     return true;
+}
+
+void PrepareFrontEnd(bool vertex) {
+    static bool prepared[2];
+    if (std::exchange(prepared[vertex ? 1 : 0], true)) return;
+    HlslScan scan;
+    scan.text = vertex ? "float4 f() : POSITION { return 0; }" : "float4 f() : COLOR { return 0; }";
+    std::vector<u32> words;
+    std::vector<CompileMessage> messages;
+    ReadHlsl(scan, scan.text, "f", vertex, words, messages);
 }
 
 }  // namespace platform::gl

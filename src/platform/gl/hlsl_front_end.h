@@ -10,4 +10,7 @@ namespace platform::gl {
 bool ReadHlsl(const HlslScan& scan, std::string_view original, const std::string& entry, bool vertex,
               std::vector<u32>& words, std::vector<CompileMessage>& messages);
 
+/// Makes what every text of a kind needs; done by the first ReadHlsl if not before.
+void PrepareFrontEnd(bool vertex);
+
 }  // namespace platform::gl

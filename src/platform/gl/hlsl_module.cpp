@@ -58,9 +58,8 @@ bool TypeInstruction(spv::Op op) {
 
 class Rewriter {
   public:
-    Rewriter(const std::vector<HlslGlobal>& globals, bool vertex, HlslModule& out,
-             std::vector<CompileMessage>& messages)
-        : globals_(globals), vertex_(vertex), out_(out), messages_(messages) {}
+    Rewriter(const HlslScan& scan, bool vertex, HlslModule& out, std::vector<CompileMessage>& messages)
+        : scan_(scan), vertex_(vertex), out_(out), messages_(messages) {}
 
     bool Run(const std::vector<u32>& words) {
         out_ = {};
@@ -80,9 +79,10 @@ class Rewriter {
         u32 new_index = 0, new_constant = 0;
     };
 
+    // A message that belongs to a global, or to the entry function.
     bool Fail(const HlslGlobal* global, std::string text) {
-        messages_.push_back(
-            {global != nullptr ? global->line : 0, global != nullptr ? global->column : 0, std::move(text)});
+        messages_.push_back({global != nullptr ? global->line : scan_.entry_line,
+                             global != nullptr ? global->column : scan_.entry_column, std::move(text)});
         return false;
     }
     const Type& TypeOf(u32 id) const {
@@ -91,7 +91,7 @@ class Rewriter {
         return found != types_.end() ? found->second : kNone;
     }
     const HlslGlobal* GlobalOf(const std::string& name) const {
-        for (const HlslGlobal& global : globals_) {
+        for (const HlslGlobal& global : scan_.globals) {
             if (global.name == name) return &global;
         }
         return nullptr;
@@ -111,7 +111,7 @@ class Rewriter {
     void Describe(const std::string& name, u32 type, bool row_major, ShaderRegisterSet set, u32 first);
     void Write(const std::vector<u32>& words);
 
-    const std::vector<HlslGlobal>& globals_;
+    const HlslScan& scan_;
     bool vertex_;
     HlslModule& out_;
     std::vector<CompileMessage>& messages_;
@@ -583,9 +583,9 @@ void Rewriter::Write(const std::vector<u32>& words) {
 
 }  // namespace
 
-bool TakeModule(std::vector<u32> words, const std::vector<HlslGlobal>& globals, bool vertex, HlslModule& out,
+bool TakeModule(const std::vector<u32>& words, const HlslScan& scan, bool vertex, HlslModule& out,
                 std::vector<CompileMessage>& messages) {
-    return Rewriter(globals, vertex, out, messages).Run(words);
+    return Rewriter(scan, vertex, out, messages).Run(words);
 }
 
 }  // namespace platform::gl

@@ -48,7 +48,7 @@ struct HlslModule {
 /// Takes the module of the front end apart. `globals` gives the order and registers that the text asks for.
 /// On success `out.words` is a module whose blocks are arrays of registers: constant n of a file lies at byte
 /// (n - first_register) x 16. No name of the text is left in it.
-bool TakeModule(std::vector<u32> words, const std::vector<HlslGlobal>& globals, bool vertex, HlslModule& out,
+bool TakeModule(const std::vector<u32>& words, const HlslScan& scan, bool vertex, HlslModule& out,
                 std::vector<CompileMessage>& messages);
 
 }  // namespace platform::gl

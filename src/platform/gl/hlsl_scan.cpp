@@ -13,6 +13,12 @@ bool IsLetter(char c) { return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') 
 bool IsDigit(char c) { return c >= '0' && c <= '9'; }
 bool IsWord(char c) { return IsLetter(c) || IsDigit(c); }
 
+// float4x4 and the like.
+bool IsMatrix(std::string_view type) {
+    const std::size_t n = type.size();
+    return type == "matrix" || (n > 3 && type[n - 2] == 'x' && IsDigit(type[n - 1]) && IsDigit(type[n - 3]));
+}
+
 constexpr std::size_t kLongestWord = 100;
 
 struct Token {
@@ -44,7 +50,7 @@ class Scanner {
             if (!Declaration(range)) return false;
         }
         for (const auto& [name, range] : functions_) {
-            if (!CheckParameters(range)) return false;
+            if (!CheckHead(range) || !CheckBody(range)) return false;
         }
         DropUnreached();
         ChooseSamplerTypes();
@@ -65,9 +71,12 @@ class Scanner {
     bool Split();
     bool Declaration(Range range);
     bool Members(Range range, u64& scalars);
+    bool Register(std::size_t at, std::size_t end, HlslGlobal& global);
     bool Declarators(std::size_t at, std::size_t end, const std::string& type, u64 scalars, bool global);
     bool Length(std::size_t& at, std::size_t end, u64& elements);
-    bool CheckParameters(Range range);
+    bool TypeAndName(std::size_t& at, std::size_t end, bool parameter);
+    bool CheckHead(Range range);
+    bool CheckBody(Range range);
     bool CheckEntry();
     void DropUnreached();
     void ChooseSamplerTypes();
@@ -90,6 +99,8 @@ class Scanner {
     std::vector<Token> tokens_;
     std::vector<Range> declarations_;
     std::multimap<std::string_view, Range> functions_;
+    std::set<std::string_view> matrices_;                       // that globals and parameters name
+    std::set<std::string_view> names_;                          // of what is declared outside functions
     std::map<std::string_view, u64> structures_;                // scalars
     std::map<std::string_view, u32> numbers_;                   // static const int
     std::map<std::string_view, std::size_t> generic_samplers_;  // to the token `sampler`
@@ -254,6 +265,25 @@ bool Scanner::Length(std::size_t& at, std::size_t end, u64& elements) {
     return true;
 }
 
+// `register(c1)` or `register(vs, c1)`; `at` stands on the first word.
+bool Scanner::Register(std::size_t at, std::size_t end, HlslGlobal& global) {
+    const std::size_t close = Close(at + 1, end);
+    const Token& place = tokens_[close - 1];
+    u32 number = 0;
+    const char* const last = place.text.data() + place.text.size();
+    const auto parsed = std::from_chars(place.text.data() + 1, last, number);
+    const char kind = place.text[0];
+    const bool known = global.sampler ? kind == 's' : kind == 'c' || kind == 'i' || kind == 'b';
+    if (place.kind != Token::kWord || parsed.ec != std::errc() || parsed.ptr != last || number > 255 ||
+        !known) {
+        return Fail(tokens_[at], "no register is named here");
+    }
+    // `register(vs, c0)` is for vertex shaders only.
+    const bool other = close == at + 5 && tokens_[at + 2].text[0] != (vertex_ ? 'v' : 'p');
+    if (!other) global.register_number = static_cast<i32>(number);
+    return true;
+}
+
 // `a, b[2] : SEMANTIC = value, ...` up to `end`.
 bool Scanner::Declarators(std::size_t at, std::size_t end, const std::string& type, u64 scalars,
                           bool global) {
@@ -267,24 +297,26 @@ bool Scanner::Declarators(std::size_t at, std::size_t end, const std::string& ty
                         type.starts_with("sampler"), name.line, name.column};
         if (made.sampler && elements > 1) return Fail(name, "arrays of samplers are not supported");
         const u32 extra = at > 0 ? EndOf(at - 1) : 0;
-        while (at < end && !tokens_[at].Is(',')) {
-            if (tokens_[at].Is("register") && at + 1 < end && tokens_[at + 1].Is('(')) {
-                const std::size_t close = Close(at + 1, end);
-                const Token& place = tokens_[close > at + 2 ? close - 1 : at];
-                const char want = made.sampler ? 's' : type.starts_with("bool") ? 'b' : 0;
-                u32 number = 0;
-                const char* const last = place.text.data() + place.text.size();
-                const auto parsed = std::from_chars(place.text.data() + 1, last, number);
-                if (place.kind != Token::kWord || parsed.ec != std::errc() || parsed.ptr != last ||
-                    number > 255 || (want != 0 && place.text[0] != want && place.text[0] != 'c')) {
-                    return Fail(tokens_[at], "no register is named here");
-                }
-                // `register(vs, c0)` is for vertex shaders only.
-                const bool other = close == at + 5 && tokens_[at + 2].text[0] != (vertex_ ? 'v' : 'p');
-                if (!other) made.register_number = static_cast<i32>(number);
+        if (IsMatrix(type)) matrices_.insert(name.text);
+        while (at < end && tokens_[at].Is(':')) {
+            if (++at >= end || tokens_[at].kind != Token::kWord) {
+                return Fail(tokens_[at - 1], "a semantic or a register is expected here");
             }
-            if (tokens_[at].Is('(') || tokens_[at].Is('[') || tokens_[at].Is('{')) at = Close(at, end);
+            if (tokens_[at].Is("register") && at + 1 < end && tokens_[at + 1].Is('(')) {
+                if (!Register(at, end, made)) return false;
+                at = Close(at + 1, end);
+            }
             ++at;
+        }
+        if (at < end && tokens_[at].Is('=')) {
+            while (at < end && !tokens_[at].Is(',')) {
+                if (tokens_[at].Is('(') || tokens_[at].Is('[') || tokens_[at].Is('{')) at = Close(at, end);
+                ++at;
+            }
+        }
+        if (at < end && !tokens_[at].Is(',')) return Fail(tokens_[at], "a ';' is expected before this");
+        if (!names_.insert(name.text).second) {
+            return Fail(name, "'" + made.name + "' is declared twice");
         }
         if (global) {
             if (at > 0 && EndOf(std::min(at, end) - 1) > extra) Blank(extra, EndOf(std::min(at, end) - 1));
@@ -322,10 +354,12 @@ bool Scanner::Members(Range range, u64& scalars) {
         }
         while (at < end) {
             u64 elements = 1;
+            if (tokens_[at].kind != Token::kWord) return Fail(tokens_[at], "a name is expected here");
             if (!Length(++at, end, elements)) return false;
             scalars += each * elements;
             if (scalars > 4 * kHlslArrayLimit) return Fail(tokens_[range.first], "a structure is too large");
-            while (at < end && !tokens_[at].Is(',')) ++at;
+            if (at < end && tokens_[at].Is(':')) at += 2;
+            if (at < end && !tokens_[at].Is(',')) return Fail(tokens_[at], "a ';' is expected before this");
             ++at;
         }
         at = end + 1;
@@ -361,6 +395,9 @@ bool Scanner::Declaration(Range range) {
         if (tokens_[at].Is('{')) {
             const std::size_t close = Close(at, end);
             if (!Members({at + 1, close}, scalars)) return false;
+            if (!name.empty() && !names_.insert(name).second) {
+                return Fail(tokens_[at], "'" + std::string(name) + "' is declared twice");
+            }
             structures_[name] = scalars;
             at = close + 1;
         } else {
@@ -372,6 +409,9 @@ bool Scanner::Declaration(Range range) {
         if (at + 1 < end) type = tokens_[at + 1].text;
         while (at < end && !tokens_[at].Is('>')) ++at;
         ++at;
+    }
+    if (type.starts_with("sampler") && !program) {
+        return Fail(tokens_[type_at], "a sampler cannot be static or const");
     }
     if (program && at < end) {
         if (type == "sampler") {
@@ -387,8 +427,66 @@ bool Scanner::Declaration(Range range) {
     return Declarators(at, end, type, scalars, program);
 }
 
-// Lengths of arrays in the parameters of functions and in declarations and casts of their bodies.
-bool Scanner::CheckParameters(Range range) {
+// `float4 name` and the like, with qualifiers before: false when this is none. `at` goes past the name.
+bool Scanner::TypeAndName(std::size_t& at, std::size_t end, bool parameter) {
+    static constexpr std::string_view kQualifiers[] = {
+        "in", "out", "inout", "const", "uniform", "row_major", "column_major", "precise", "static", "inline"};
+    const std::size_t first = at;
+    for (; at < end; ++at) {
+        const auto* const found = std::find(std::begin(kQualifiers), std::end(kQualifiers), tokens_[at].text);
+        if (found == std::end(kQualifiers)) break;
+    }
+    const auto word = [&] { return at < end && tokens_[at].kind == Token::kWord; };
+    const std::string_view type = at < end ? tokens_[at].text : "";
+    if (!word()) return Fail(tokens_[std::min(at, tokens_.size() - 1)], "a type is expected here");
+    if (type == "struct") return Fail(tokens_[at], "a structure cannot be declared here");
+    if (++at < end && tokens_[at].Is('<')) {
+        while (at < end && !tokens_[at].Is('>')) ++at;
+        ++at;
+    }
+    if (!word())
+        return Fail(tokens_[first], parameter ? "a parameter has no name" : "a name is expected here");
+    if (IsMatrix(type)) matrices_.insert(tokens_[at].text);
+    ++at;
+    return true;
+}
+
+// The head of a function: what it gives, its parameters and their semantics.
+bool Scanner::CheckHead(Range range) {
+    std::size_t at = range.first;
+    while (at < range.second && tokens_[at].Is('[')) at = Close(at, range.second) + 1;
+    if (!TypeAndName(at, range.second, false)) return false;
+    if (!tokens_[at].Is('(')) return Fail(tokens_[at], "a '(' is expected here");
+    const std::size_t close = Close(at, range.second);
+    ++at;
+    if (at + 1 == close && tokens_[at].Is("void")) ++at;
+    const auto semantic = [&](std::size_t end) {
+        if (!tokens_[at].Is(':')) return true;
+        if (at + 1 >= end || tokens_[at + 1].kind != Token::kWord) {
+            return Fail(tokens_[at], "a semantic is expected here");
+        }
+        at += 2;
+        return true;
+    };
+    while (at < close) {
+        u64 elements = 1;
+        if (!TypeAndName(at, close, true) || !Length(at, close, elements) || !semantic(close)) return false;
+        if (tokens_[at].Is('=')) {
+            while (at < close && !tokens_[at].Is(',')) {
+                if (tokens_[at].Is('(') || tokens_[at].Is('[') || tokens_[at].Is('{')) at = Close(at, close);
+                ++at;
+            }
+        }
+        if (at < close && !tokens_[at].Is(',')) return Fail(tokens_[at], "a ',' is expected here");
+        if (at < close && ++at == close) return Fail(tokens_[at], "a parameter is expected here");
+    }
+    at = close + 1;
+    if (!semantic(range.second)) return false;
+    return tokens_[at].Is('{') || tokens_[at].Is(';') || Fail(tokens_[at], "a '{' is expected here");
+}
+
+// Lengths of arrays in the bodies of functions, and parts of matrices that are none.
+bool Scanner::CheckBody(Range range) {
     for (std::size_t at = range.first + 1; at < range.second; ++at) {
         if (!tokens_[at].Is('[')) continue;
         const std::size_t close = Close(at, range.second);
@@ -401,6 +499,17 @@ bool Scanner::CheckParameters(Range range) {
             if (value) product *= std::max(*value, 1u);
             if (product > kHlslArrayLimit) return Fail(tokens_[i], "no array has this length");
         }
+    }
+    std::set<std::string_view> matrices, others;
+    for (std::size_t at = range.first; at + 1 < range.second; ++at) {
+        if (tokens_[at].kind != Token::kWord || tokens_[at + 1].kind != Token::kWord) continue;
+        (IsMatrix(tokens_[at].text) ? matrices : others).insert(tokens_[at + 1].text);
+    }
+    for (std::size_t at = range.first + 2; at < range.second; ++at) {
+        if (!tokens_[at - 1].Is('.') || tokens_[at].text[0] == '_') continue;
+        const std::string_view name = tokens_[at - 2].text;
+        if (!matrices.contains(name) && (!matrices_.contains(name) || others.contains(name))) continue;
+        return Fail(tokens_[at], "'" + std::string(tokens_[at].text) + "' is no part of a matrix");
     }
     return true;
 }
