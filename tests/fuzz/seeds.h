@@ -105,7 +105,10 @@ inline Bytes SkyScene() {
 }
 
 inline std::vector<Seed> SceneSeeds() {
-    return {{"rich", ".om2", om2::RichScene()}, {"drawn", ".om2", DrawnScene()}, {"sky", ".om2", SkyScene()}};
+    return {{"rich", ".om2", om2::RichScene()},
+            {"drawn", ".om2", DrawnScene()},
+            {"skinned", ".om2", om2::SkinnedScene()},
+            {"sky", ".om2", SkyScene()}};
 }
 
 // The image files that the tests of the image readers use.
