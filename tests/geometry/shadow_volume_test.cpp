@@ -144,6 +144,7 @@ TEST(ShadowVolume, AFaceIsLitUpToItsPlane) {
     EXPECT_EQ(open({9, 9, -0.01f}, {0, 0, -1}, 0), 0u);
     EXPECT_EQ(open({9, 9, -9}, {0, 0, -1}, 1), 3u) << "the place of a directional light does not count";
     EXPECT_EQ(open({9, 9, 9}, {0, 0, 0.01f}, 7), 0u);
+    EXPECT_EQ(open({9, 9, -9}, {1, 1, 0}, 1), 3u);
     // A triangle without an area looks nowhere and counts as lit.
     g.positions[2] = {2, 0, 0};
     volume.Refresh();

@@ -2,6 +2,7 @@
 #include <gtest/gtest.h>
 
 #include <map>
+#include <memory>
 #include <string>
 #include <vector>
 
@@ -210,7 +211,9 @@ TEST(Shadow, OfCastersThatAreNoneIsSafe) {
         s.Make<TransformationPRS>(vect3{-4, 0, 4}, kQuatIdentity, vect3{1, 1, 1}));  // in the light's place
     s.AddCaster({-2, -0.5f, 1}, {-1.5f, 0.5f, 2},
                 s.Make<TransformationPRS>(vect3{50, 0, 0}, kQuatIdentity, vect3{0, 0, 0}));
-    s.AddCaster({-2, -0.5f, 1}, {-1.5f, 0.5f, 2})->SetGeometry(new GeometrySimple);
+    MeshSimple* empty = s.AddCaster({-2, -0.5f, 1}, {-1.5f, 0.5f, 2});
+    const std::unique_ptr<Geometry> back(empty->GetGeometry());
+    empty->SetGeometry(new GeometrySimple);
     auto* shapeless = s.Make<MeshSimple>();
     shapeless->SetCastShadow(true);
     s.scene.meshes.push_back(shapeless);
