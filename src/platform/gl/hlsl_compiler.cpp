@@ -123,6 +123,11 @@ class Compiler {
         return *std::find_if(scan_.globals.begin(), scan_.globals.end(),
                              [&](const HlslGlobal& global) { return global.name == name; });
     }
+    // A uniform's name. Both stages of a program share its uniforms: the same name would be the same
+    // registers.
+    std::string StageName(const char* name) const {
+        return std::string(name) + (profile_->vertex ? "v" : "p");
+    }
     bool PlaceSamplers();
     bool CheckConstants();
     bool Frame();
@@ -185,15 +190,16 @@ bool Compiler::CheckConstants() {
         const ModuleBlock& block = module_.blocks[i];
         if (block.id == 0) continue;
         const std::string count = std::to_string(block.register_count);
-        head_ += std::string(kFiles[i].declared) + kFiles[i].name + "[" + count + "];\n";
+        const std::string name = StageName(kFiles[i].name);
+        head_ += kFiles[i].declared + name + "[" + count + "];\n";
         source_.constants.push_back(
-            {kFiles[i].set, block.first_register, block.register_count, kFiles[i].type, kFiles[i].name});
+            {kFiles[i].set, block.first_register, block.register_count, kFiles[i].type, name});
         if (kFiles[i].type == ConstantType::kBool) {
             // The writer reads truth values as numbers.
             head_ += "uvec4 osm_t[" + count + "];\n";
             for (u32 at = 0; at < block.register_count; ++at) {
                 const std::string place = "[" + std::to_string(at) + "]";
-                before_ += "    osm_t" + place + " = uvec4(osm_b" + place + ");\n";
+                before_ += "    osm_t" + place + " = uvec4(" + name + place + ");\n";
             }
         }
     }
@@ -325,7 +331,7 @@ std::string Compiler::Body() const {
         if (module_.blocks[i].id == 0) continue;
         // An array in place of a block is called as the block's type.
         writer.flatten_buffer_block(module_.blocks[i].id);
-        writer.set_name(module_.blocks[i].type, kBlocks[i]);
+        writer.set_name(module_.blocks[i].type, i < 2 ? StageName(kBlocks[i]) : std::string(kBlocks[i]));
         writer.set_remapped_variable_state(module_.blocks[i].id, true);
     }
     std::string text = writer.compile();
