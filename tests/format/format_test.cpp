@@ -221,6 +221,71 @@ TEST_F(FormatTest, TheNearerOfTwoOpaqueQuadsIsSeen) {
     }
 }
 
+// The red quad stands behind the camera and looks at the mirror in z = 0: it shows at z = -15, 20 from the
+// camera, where a unit is 12 pixels. The mirror's own surface lets all of it through.
+TEST_F(FormatTest, AMirrorShowsWhatStandsBeforeIt) {
+    SceneFile s;
+    int clear = -1, mirror = -1;
+    s.materials.push_back([&] {
+        File::MaterialColors colors;
+        colors.diffuse = {0, 0, 0, 0};
+        colors.emissive = {0, 1, 0, 0};
+        clear = s.file.Material(colors);
+    });
+    s.meshes.push_back([&] {
+        mirror = s.file.Mesh([&] { s.file.Geometry(om2::Quad(-4, -4, 4, 4)); }, s.Ref(clear), s.Null());
+    });
+    File::Shape shape = Colored(om2::Quad(2, 1, 4, 3, 15), {1, 0, 0, 1});
+    for (auto& t : shape.triangles) std::swap(t[0], t[1]);
+    s.Mesh(shape, s.Null(), s.Null());
+    s.Mesh(Colored(om2::Quad(-2, -2, 2, 2, -3), {1, 1, 1, 1}), s.Null(), s.Null());  // behind the mirror
+    s.renderers.push_back([&] {
+        s.file.Chunk("SRMR", 1, [&] {
+            s.file.I32(1);
+            s.file.Ref(mirror);
+        });
+    });
+    const host::Picture p = Show(s.Bytes());
+    EXPECT_TRUE(Covers(p, {255, 0, 0}, 320 + 24, 240 - 36, 320 + 48, 240 - 12));
+    EXPECT_TRUE(Covers(p, {255, 255, 255}, 0, 0, 0, 0));
+}
+
+// The light at (-5, 0, 5) throws the quad in z = 2.5 twice as far: onto x -2 to -1, y -1 to 1 of the floor.
+TEST_F(FormatTest, AShadowFallsOnWhatTheLightDoesNotReach) {
+    SceneFile s;
+    int caster = -1, light = -1;
+    s.Mesh(Colored(om2::Quad(-9, -9, 9, 9), {1, 1, 1, 1}), s.Null(), s.Null());
+    s.meshes.push_back([&] {
+        caster = s.file.Mesh(
+            [&] {
+                s.file.Geometry(Colored(om2::Quad(-3.5f, -0.5f, -3, 0.5f, 2.5f), {1, 0, 0, 1}));
+            },
+            s.Null(),
+            [&] {
+                s.file.Placement({0, 0, 0});
+            },
+            false, {}, 2, true);
+    });
+    s.lights.push_back([&] {
+        light = s.file.Light(
+            [&] {
+                s.file.Placement({-5, 0, 5});
+            },
+            {0, 0, 0, 0}, {0, 0, 0, 0}, {0, 0, 0, 0}, 100, {1, 0, 0},
+            [&] {
+                s.file.I32(1);
+                s.file.Ref(caster);
+            });
+    });
+    s.shadow_light = s.Ref(light);
+    s.renderers.push_back([&] { s.file.Chunk("SRSW", 1, [] {}); });
+    const host::Picture p = Show(s.Bytes());
+    for (const int x : {320 - 95, 320 - 72, 320 - 50})
+        for (const int y : {240 - 46, 240, 240 + 46}) EXPECT_TRUE(Shows(p, x, y, {77, 77, 77}));
+    for (const int x : {320 - 98, 320 - 46}) EXPECT_TRUE(Shows(p, x, 240, {255, 255, 255}));
+    for (const int y : {240 - 50, 240 + 50}) EXPECT_TRUE(Shows(p, 320 - 72, y, {255, 255, 255}));
+}
+
 TEST_F(FormatTest, APartOfACompositeTakesTheMaterialOfItsAttribute) {
     SceneFile s;
     int red = -1, green = -1, composite = -1;

@@ -104,11 +104,46 @@ inline Bytes SkyScene() {
     return s.Bytes();
 }
 
+// Under a renderer: two mirrors, or the shadow of one mesh on another.
+inline Bytes ReflectedScene(bool shadows) {
+    om2::SceneFile s;
+    om2::File& f = s.file;
+    int material = -1, light = -1;
+    std::array<int, 2> meshes{};
+    s.Glowing(material, {1, 1, 1, 0.5f});
+    for (std::size_t i = 0; i < meshes.size(); ++i)
+        s.meshes.push_back([&, i] {
+            const auto z = static_cast<float>(i);
+            meshes[i] = f.Mesh([&, z] { f.Geometry(om2::Quad(-2 + z, -2 + z, 2, 2, z)); }, s.Ref(material),
+                               [&] {
+                                   f.Placement({0, 0, 0});
+                               },
+                               false, {}, 2, shadows);
+        });
+    const om2::Body both = [&] {
+        f.I32(2);
+        for (const int mesh : meshes) f.Ref(mesh);
+    };
+    s.lights.push_back([&] {
+        light = f.Light(
+            [&] {
+                f.Placement({-3, 0, 4});
+            },
+            {0, 0, 0, 0}, {1, 1, 1, 1}, {0, 0, 0, 0}, 100, {1, 0, 0}, both);
+    });
+    if (shadows) {
+        s.shadow_light = s.Ref(light);
+        s.renderers.push_back([&] { f.Chunk("SRSW", 1, [] {}); });
+    } else {
+        s.renderers.push_back([&] { f.Chunk("SRMR", 1, both); });
+    }
+    return s.Bytes();
+}
+
 inline std::vector<Seed> SceneSeeds() {
-    return {{"rich", ".om2", om2::RichScene()},
-            {"drawn", ".om2", DrawnScene()},
-            {"skinned", ".om2", om2::SkinnedScene()},
-            {"sky", ".om2", SkyScene()}};
+    return {{"rich", ".om2", om2::RichScene()},         {"drawn", ".om2", DrawnScene()},
+            {"skinned", ".om2", om2::SkinnedScene()},   {"sky", ".om2", SkyScene()},
+            {"mirrors", ".om2", ReflectedScene(false)}, {"shadows", ".om2", ReflectedScene(true)}};
 }
 
 // The image files that the tests of the image readers use.

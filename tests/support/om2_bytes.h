@@ -304,12 +304,12 @@ class File {
 
     // A mesh. Version 1 has no shadow flag.
     int Mesh(const Body& geometry, const Body& material, const Body& placement, bool hidden = false,
-             const std::vector<int>& attributes = {}, unsigned version = 2) {
+             const std::vector<int>& attributes = {}, unsigned version = 2, bool casts_shadow = false) {
         return Chunk("MESM", version, [&] {
             I32(1);
             geometry();
             U8(hidden ? 1 : 0);
-            if (version == 2) U8(0);
+            if (version == 2) U8(casts_shadow ? 1 : 0);
             I32(static_cast<std::int32_t>(attributes.size()));
             for (int a : attributes) I32(a);
             material();
@@ -317,9 +317,10 @@ class File {
         });
     }
 
-    // A point light of constant colours; `placement` writes the transformation's slot.
+    // A point light of constant colours; `placement` writes the transformation's slot, `casters` the list of
+    // those whose shadows it throws.
     int Light(const Body& placement, const Vec4& ambient, const Vec4& diffuse, const Vec4& specular,
-              float range, const Vec3& attenuation) {
+              float range, const Vec3& attenuation, const Body& casters = nullptr) {
         return Chunk("LTOM", 1, [&] {
             placement();
             ConstColor(ambient);
@@ -328,7 +329,7 @@ class File {
             ConstFloat(range);
             for (float a : attenuation) ConstFloat(a);
             I32(0);
-            I32(0);
+            casters ? casters() : I32(0);
         });
     }
 

@@ -19,8 +19,8 @@ struct Rgb {
 class SceneFile {
   public:
     File file;
-    std::vector<Body> textures, materials, meshes, lights, before, after;
-    Body tree, background, cameras, current;
+    std::vector<Body> textures, materials, meshes, lights, before, after, renderers;
+    Body tree, background, cameras, current, shadow_light;
     unsigned version = 2;
     int camera = -1;
 
@@ -51,6 +51,8 @@ class SceneFile {
         parts.before = list(before);
         parts.after = list(after);
         parts.background = background;
+        parts.shadow_light = shadow_light;
+        parts.renderers = list(renderers);
         file.Scene(parts, version);
         return file.bytes;
     }
