@@ -74,7 +74,7 @@ void FindWhatDoesNotDraw(const osm3d::SceneHierarchy& scene, const osmio::Object
     for (const auto& object : graph.Objects())
         if (const auto* effect = dynamic_cast<const osm3d::MaterialFX*>(object.get()))
             for (const std::string& message : EffectFaults(effect->GetFile()))
-                tell(fmt::format("effect {}: what has it is not drawn", message));
+                tell(fmt::format("an effect material does not draw: {}", message));
     const auto* background = dynamic_cast<const osm3d::AtmosphericBackground*>(scene.background);
     if (background && background->GetCube() && !background->GetCube()->IsSeparated())
         tell("the cube background has one cube map in place of six images: it draws white");
