@@ -146,6 +146,30 @@ Out vs(float4 position : POSITION) {
     EXPECT_EQ(0xff99cc33, Drawn());
 }
 
+TEST_F(HlslCompiler, TheStagesOfAProgramHaveConstantsOfTheirOwn) {
+    // As many registers in both, and more in one: the same places, other values.
+    for (const char* more : {"", " + float4(0, 0, 0, rest.x)"}) {
+        UseVertex(R"(
+float4 first, second;
+struct Out { float4 position : POSITION; float4 color : COLOR0; };
+Out vs(float4 position : POSITION) {
+    Out o;
+    o.position = position;
+    o.color = first + second;
+    return o;
+})");
+        UsePixel(std::string("float4 first, second, rest; float4 ps(float4 color : COLOR0) : COLOR"
+                             " { return color * first + second") +
+                 more + "; }");
+        SetVertexF("first", {0.2f, 0.4f, 0, 1});
+        SetVertexF("second", {0.2f, 0.2f, 0.4f, 0});
+        SetPixelF("first", {1, 1, 0.5f, 1});
+        SetPixelF("second", {0.2f, 0, 0.4f, 0});
+        if (*more != 0) SetPixelF("rest", {0, 0, 0, 0});
+        EXPECT_EQ(0xff999999, Drawn()) << more;
+    }
+}
+
 TEST_F(HlslCompiler, MatricesMultiplyFromTheirSide) {
     const std::string text = R"(
 float4x4 m; row_major float4x4 rm; float4x3 tall; float3x3 turn[2];
@@ -252,6 +276,18 @@ void clamped(in float4 c : COLOR0, in float4 d : COLOR1, out float4 o : COLOR) {
     SetPixelF("k", {1, 9, 9, 9});
     Draw(0xff3366cc, 0xff3366cc);
     EXPECT_EQ(0xff3366ccu, At(11, 2));
+
+    // Both stages compiled: each reads its own registers, though the numbers are the same.
+    const std::string both =
+        "typedef float4 Color; Color near, far[2]; float4 vs(float4 p : POSITION) : POSITION { return p * "
+        "near; }\n"
+        "Color ps() : COLOR { return near + far[1]; }";
+    UseVertex(both);
+    UsePixel(both);
+    SetVertexF("near", {1, 1, 1, 1});
+    SetPixelF("near", {0.2f, 0, 0, 0});
+    SetPixelF("far", {9, 9, 9, 9, 0, 0.4f, 0.6f, 1});
+    EXPECT_EQ(0xff336699u, Drawn());
     device->SetTexture(0, nullptr);
 }
 

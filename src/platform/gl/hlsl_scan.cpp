@@ -379,7 +379,10 @@ bool Scanner::Declaration(Range range) {
         if (word == "static" || word == "const" || word == "groupshared" || word == "precise") {
             program = false;
         } else if (word == "typedef") {
-            return Fail(tokens_[at], "'typedef' is not supported");
+            for (; at < end; ++at) {
+                if (tokens_[at].Is('[')) return Fail(tokens_[at], "a type cannot be named for an array");
+            }
+            return true;
         } else if (std::find(std::begin(kQualifiers), std::end(kQualifiers), word) == std::end(kQualifiers)) {
             break;
         }
