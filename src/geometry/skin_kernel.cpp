@@ -93,8 +93,9 @@ void RunProjective(const SkinJob& job) {
 #endif
 #define OSM_SKIN_INLINE(features) __attribute__((target(features), always_inline)) inline
 
-// Vectors of three floats are read and written as four. What is read past one, or written there before its
-// own turn comes, is the next one's first number, so the last one of an array goes the plain way.
+// Vectors of three floats are written as four: what goes past one is the next one's first number, before its
+// own turn comes. So the last one of an array goes another way. That way has the same arithmetic: vertices of
+// one place on both sides of a seam must end in one place.
 
 // ---- SSE2
 
@@ -160,11 +161,12 @@ OSM_SKIN_TARGET("sse2") void NormalsSse2(const SkinJob& job, u32 first, u32 last
     NormalsPlain(job, v, last);
 }
 
-// ---- AVX2 with fused multiply-add: two rows of a matrix, or two normals, in one register
+// ---- AVX2 with fused multiply-add: two rows of a matrix in one register
 
 #define OSM_SKIN_AVX2 "avx2,fma"
 
-OSM_SKIN_INLINE(OSM_SKIN_AVX2) __m128 BlendedAvx2(const matrix* palette, const VertexWeights& w, __m256 p) {
+OSM_SKIN_INLINE(OSM_SKIN_AVX2)
+__m128 BlendedAvx2(const matrix* palette, const VertexWeights& w, const vect3& p) {
     const f32* a = palette[w.bones[0]].Data();
     const f32* b = palette[w.bones[1]].Data();
     const f32* c = palette[w.bones[2]].Data();
@@ -182,8 +184,8 @@ OSM_SKIN_INLINE(OSM_SKIN_AVX2) __m128 BlendedAvx2(const matrix* palette, const V
     row23 = _mm256_fmadd_ps(w2, _mm256_loadu_ps(c + 8), row23);
     row01 = _mm256_fmadd_ps(w3, _mm256_loadu_ps(d), row01);
     row23 = _mm256_fmadd_ps(w3, _mm256_loadu_ps(d + 8), row23);
-    const __m256 xy = _mm256_permutevar_ps(p, _mm256_setr_epi32(0, 0, 0, 0, 1, 1, 1, 1));
-    const __m256 z1 = _mm256_blend_ps(_mm256_permute_ps(p, 0xaa), one, 0xf0);
+    const __m256 xy = _mm256_blend_ps(_mm256_broadcast_ss(&p.x), _mm256_broadcast_ss(&p.y), 0xf0);
+    const __m256 z1 = _mm256_blend_ps(_mm256_broadcast_ss(&p.z), one, 0xf0);
     const __m256 sum = _mm256_fmadd_ps(z1, row23, _mm256_mul_ps(xy, row01));
     return _mm_add_ps(_mm256_castps256_ps128(sum), _mm256_extractf128_ps(sum, 1));
 }
@@ -195,97 +197,92 @@ OSM_SKIN_TARGET(OSM_SKIN_AVX2) void PointsAvx2(const SkinJob& job, u32 first, u3
     vect3* const out = job.outPositions;
     const std::size_t safe = std::min(last, job.vertexCount - 1);
     for (std::size_t v = first; v < safe; ++v) {
-        const __m256 p = _mm256_broadcast_ps(reinterpret_cast<const __m128*>(&positions[v]));
-        _mm_storeu_ps(&out[v].x, BlendedAvx2(palette, weights[v], p));
+        _mm_storeu_ps(&out[v].x, BlendedAvx2(palette, weights[v], positions[v]));
     }
     if (safe == last) return;
-    const vect3& p = positions[safe];
-    const __m128 loaded = _mm_setr_ps(p.x, p.y, p.z, 0.0f);
-    const __m128 blended = BlendedAvx2(palette, weights[safe], _mm256_set_m128(loaded, loaded));
+    const __m128 blended = BlendedAvx2(palette, weights[safe], positions[safe]);
     std::memcpy(&out[safe], &blended, sizeof(vect3));
 }
 
-OSM_SKIN_INLINE(OSM_SKIN_AVX2) __m256 PairAvx2(const f32* low, const f32* high) {
-    return _mm256_insertf128_ps(_mm256_castps128_ps256(_mm_loadu_ps(low)), _mm_loadu_ps(high), 1);
+OSM_SKIN_INLINE(OSM_SKIN_AVX2)
+__m128 TurnedAvx2(const matrix* palette, const VertexWeights& w, const vect3& n) {
+    const f32* m = palette[w.bones[0]].Data();
+    __m128 turned = _mm_mul_ps(_mm_broadcast_ss(&n.x), _mm_loadu_ps(m));
+    turned = _mm_fmadd_ps(_mm_broadcast_ss(&n.y), _mm_loadu_ps(m + 4), turned);
+    return _mm_fmadd_ps(_mm_broadcast_ss(&n.z), _mm_loadu_ps(m + 8), turned);
 }
 
-// The first normal and the fifth.
-OSM_SKIN_INLINE(OSM_SKIN_AVX2)
-__m256 TurnedAvx2(const matrix* palette, const VertexWeights* weights, const vect3* normals) {
-    const f32* low = palette[weights[0].bones[0]].Data();
-    const f32* high = palette[weights[4].bones[0]].Data();
-    const __m256 n = PairAvx2(&normals[0].x, &normals[4].x);
-    __m256 turned = _mm256_mul_ps(_mm256_permute_ps(n, 0x00), PairAvx2(low, high));
-    turned = _mm256_fmadd_ps(_mm256_permute_ps(n, 0x55), PairAvx2(low + 4, high + 4), turned);
-    return _mm256_fmadd_ps(_mm256_permute_ps(n, 0xaa), PairAvx2(low + 8, high + 8), turned);
-}
-
-// Eight normals; reads and writes a ninth's first number.
-OSM_SKIN_INLINE(OSM_SKIN_AVX2)
-void EightNormalsAvx2(const matrix* palette, const VertexWeights* weights, const vect3* normals,
-                      vect3* outNormals) {
-    const __m256 n0 = TurnedAvx2(palette, weights, normals);
-    const __m256 n1 = TurnedAvx2(palette, weights + 1, normals + 1);
-    const __m256 n2 = TurnedAvx2(palette, weights + 2, normals + 2);
-    const __m256 n3 = TurnedAvx2(palette, weights + 3, normals + 3);
-    const __m256 xy01 = _mm256_unpacklo_ps(n0, n1);
-    const __m256 xy23 = _mm256_unpacklo_ps(n2, n3);
-    const __m256 x = _mm256_shuffle_ps(xy01, xy23, 0x44);
-    const __m256 y = _mm256_shuffle_ps(xy01, xy23, 0xee);
-    const __m256 z = _mm256_shuffle_ps(_mm256_unpackhi_ps(n0, n1), _mm256_unpackhi_ps(n2, n3), 0x44);
-    const __m256 dot = _mm256_fmadd_ps(z, z, _mm256_fmadd_ps(y, y, _mm256_mul_ps(x, x)));
-    const __m256 s = _mm256_div_ps(_mm256_set1_ps(1.0f), _mm256_sqrt_ps(dot));
-    const __m256 out0 = _mm256_mul_ps(n0, _mm256_permute_ps(s, 0x00));
-    const __m256 out1 = _mm256_mul_ps(n1, _mm256_permute_ps(s, 0x55));
-    const __m256 out2 = _mm256_mul_ps(n2, _mm256_permute_ps(s, 0xaa));
-    const __m256 out3 = _mm256_mul_ps(n3, _mm256_permute_ps(s, 0xff));
-    f32* out = &outNormals->x;
-    _mm_storeu_ps(out, _mm256_castps256_ps128(out0));
-    _mm_storeu_ps(out + 3, _mm256_castps256_ps128(out1));
-    _mm_storeu_ps(out + 6, _mm256_castps256_ps128(out2));
-    _mm_storeu_ps(out + 9, _mm256_castps256_ps128(out3));
-    _mm_storeu_ps(out + 12, _mm256_extractf128_ps(out0, 1));
-    _mm_storeu_ps(out + 15, _mm256_extractf128_ps(out1, 1));
-    _mm_storeu_ps(out + 18, _mm256_extractf128_ps(out2, 1));
-    _mm_storeu_ps(out + 21, _mm256_extractf128_ps(out3, 1));
+// Brings four to length one; writes a fifth's first number.
+OSM_SKIN_INLINE(OSM_SKIN_AVX2) void StoreNormalsAvx2(const __m128 (&n)[4], vect3* out) {
+    const __m128 xy01 = _mm_unpacklo_ps(n[0], n[1]);
+    const __m128 xy23 = _mm_unpacklo_ps(n[2], n[3]);
+    const __m128 x = _mm_movelh_ps(xy01, xy23);
+    const __m128 y = _mm_movehl_ps(xy23, xy01);
+    const __m128 z = _mm_movelh_ps(_mm_unpackhi_ps(n[0], n[1]), _mm_unpackhi_ps(n[2], n[3]));
+    const __m128 dot = _mm_fmadd_ps(z, z, _mm_fmadd_ps(y, y, _mm_mul_ps(x, x)));
+    const __m128 s = _mm_div_ps(_mm_set1_ps(1.0f), _mm_sqrt_ps(dot));
+    _mm_storeu_ps(&out[0].x, _mm_mul_ps(n[0], _mm_permute_ps(s, 0x00)));
+    _mm_storeu_ps(&out[1].x, _mm_mul_ps(n[1], _mm_permute_ps(s, 0x55)));
+    _mm_storeu_ps(&out[2].x, _mm_mul_ps(n[2], _mm_permute_ps(s, 0xaa)));
+    _mm_storeu_ps(&out[3].x, _mm_mul_ps(n[3], _mm_permute_ps(s, 0xff)));
 }
 
 OSM_SKIN_TARGET(OSM_SKIN_AVX2) void NormalsAvx2(const SkinJob& job, u32 first, u32 last) {
     const matrix* const palette = job.normalPalette;
-    const VertexWeights* weights = job.weights + first;
-    const vect3* normals = job.normals + first;
-    vect3* out = job.outNormals + first;
-    u32 v = first;
-    for (; v + 8 <= last && v + 8 < job.normalCount; v += 8, weights += 8, normals += 8, out += 8) {
-        EightNormalsAvx2(palette, weights, normals, out);
+    for (u32 v = first; v < last; v += 4) {
+        const u32 count = std::min(last - v, 4u);
+        __m128 turned[4];
+        for (u32 i = 0; i < 4; ++i) {
+            const u32 k = v + std::min(i, count - 1);
+            turned[i] = TurnedAvx2(palette, job.weights[k], job.normals[k]);
+        }
+        vect3 out[5];
+        StoreNormalsAvx2(turned, out);
+        std::copy_n(out, count, job.outNormals + v);
     }
-    if (v == last) return;
-    // What is left goes the same way out of arrays that have room for eight and a ninth.
-    VertexWeights lastWeights[8] = {};
-    vect3 lastNormals[9] = {};
-    vect3 lastOut[9];
-    const u32 left = last - v;
-    std::copy_n(weights, left, lastWeights);
-    std::copy_n(normals, left, lastNormals);
-    EightNormalsAvx2(palette, lastWeights, lastNormals, lastOut);
-    std::copy_n(lastOut, left, out);
+}
+
+// Points and normals of a vertex together, as far as fours go that have another vertex behind them.
+OSM_SKIN_TARGET(OSM_SKIN_AVX2) void RunAvx2(const SkinJob& job) {
+    const matrix* const palette = job.palette;
+    const matrix* const normalPalette = job.normalPalette;
+    const VertexWeights* const weights = job.weights;
+    const vect3* const positions = job.positions;
+    const vect3* const normals = job.normals;
+    vect3* const outPositions = job.outPositions;
+    vect3* const outNormals = job.outNormals;
+    const u32 both = std::min(job.vertexCount, job.normalCount);
+    const u32 fours = both == 0 ? 0 : (both - 1) / 4 * 4;
+    for (std::size_t v = 0; v < fours; v += 4) {
+        const auto* weight = weights + v;
+        const auto* position = positions + v;
+        const auto* normal = normals + v;
+        auto* out = outPositions + v;
+        _mm_storeu_ps(&out[0].x, BlendedAvx2(palette, weight[0], position[0]));
+        const __m128 n0 = TurnedAvx2(normalPalette, weight[0], normal[0]);
+        _mm_storeu_ps(&out[1].x, BlendedAvx2(palette, weight[1], position[1]));
+        const __m128 n1 = TurnedAvx2(normalPalette, weight[1], normal[1]);
+        _mm_storeu_ps(&out[2].x, BlendedAvx2(palette, weight[2], position[2]));
+        const __m128 n2 = TurnedAvx2(normalPalette, weight[2], normal[2]);
+        _mm_storeu_ps(&out[3].x, BlendedAvx2(palette, weight[3], position[3]));
+        const __m128 n3 = TurnedAvx2(normalPalette, weight[3], normal[3]);
+        StoreNormalsAvx2({n0, n1, n2, n3}, &outNormals[v]);
+    }
+    if (fours < job.vertexCount) PointsAvx2(job, fours, job.vertexCount);
+    if (fours < job.normalCount) NormalsAvx2(job, fours, job.normalCount);
 }
 
 #endif
 
-struct Loops {
-    void (*points)(const SkinJob& job, u32 first, u32 last);
-    void (*normals)(const SkinJob& job, u32 first, u32 last);
-};
+using Loop = void (*)(const SkinJob& job, u32 first, u32 last);
 
-Loops LoopsOf(SkinJob::Path path) {
-#ifdef OSM_SKIN_X86
-    if (path == SkinJob::Path::kAvx2) return {PointsAvx2, NormalsAvx2};
-    if (path == SkinJob::Path::kSse2) return {PointsSse2, NormalsSse2};
-#else
-    static_cast<void>(path);
-#endif
-    return {PointsPlain, NormalsPlain};
+void RunInBlocks(const SkinJob& job, Loop points, Loop normals) {
+    const u32 all = std::max(job.vertexCount, job.normalCount);
+    for (u32 first = 0; first < all; first += kBlock) {
+        const u32 next = first + std::min(kBlock, all - first);
+        if (first < job.vertexCount) points(job, first, std::min(next, job.vertexCount));
+        if (first < job.normalCount) normals(job, first, std::min(next, job.normalCount));
+    }
 }
 
 }  // namespace
@@ -310,13 +307,13 @@ void SkinJob::Run(Path path) const {
         RunProjective(*this);
         return;
     }
-    const Loops loops = LoopsOf(path);
-    const u32 all = std::max(vertexCount, normalCount);
-    for (u32 first = 0; first < all; first += kBlock) {
-        const u32 next = first + std::min(kBlock, all - first);
-        if (first < vertexCount) loops.points(*this, first, std::min(next, vertexCount));
-        if (first < normalCount) loops.normals(*this, first, std::min(next, normalCount));
-    }
+#ifdef OSM_SKIN_X86
+    if (path == Path::kAvx2) return RunAvx2(*this);
+    if (path == Path::kSse2) return RunInBlocks(*this, PointsSse2, NormalsSse2);
+#else
+    static_cast<void>(path);
+#endif
+    RunInBlocks(*this, PointsPlain, NormalsPlain);
 }
 
 }  // namespace osm3d
