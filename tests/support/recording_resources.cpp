@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cstring>
 
+#include "platform/gl/shader_container.h"
 #include "support/recording_device_impl.h"
 
 namespace support {
@@ -341,6 +342,11 @@ HRESULT VertexDeclaration::GetDeclaration(D3DVERTEXELEMENT9* elements, UINT* cou
 template <class Interface>
 Shader<Interface>::Shader(RecordingDevice* device, std::shared_ptr<Recorder> recorder, const DWORD* function)
     : Object<Interface>(device, std::move(recorder)) {
+    // What this machine's own compiler makes says how long it is; byte code ends with a token.
+    if (*function == platform::gl::kShaderContainerMagic) {
+        words_.assign(function, function + function[1] / sizeof(DWORD));
+        return;
+    }
     do {
         words_.push_back(*function);
     } while (*function++ != 0x0000ffff);
