@@ -91,8 +91,8 @@ void SceneRendererMirror::Exclude(bool excluded) {
 
 void SceneRendererMirror::Render(SceneHierarchy* scene, Camera* camera) {
     context = GetContext();
-    if (!CanStencil()) {
-        camera->Apply();
+    if (camera == nullptr || !CanStencil()) {
+        if (camera != nullptr) camera->Apply();
         scene->RenderContents();
         context = nullptr;
         return;

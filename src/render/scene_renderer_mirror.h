@@ -27,7 +27,8 @@ class SceneRendererMirror : public SceneRenderer {
     void Write(osmio::OutStream* out) override;
     void Update(f32) override {}
 
-    /// On a device that cannot stencil: a message, once per process, and the mirrors as ordinary meshes.
+    /// On a device that cannot stencil: a message, once per process, and the mirrors as ordinary meshes; the
+    /// same without a camera, and without the message.
     /// Leaves default render states, the camera's view, and 1 in the stencil of the last mirror's pixels.
     void Render(SceneHierarchy* scene, Camera* camera) override;
 

@@ -75,9 +75,9 @@ void SceneRendererShadow::Initialize() { twoSided = GetContext()->caps.stencilTw
 
 void SceneRendererShadow::Render(SceneHierarchy* scene, Camera* camera) {
     context = GetContext();
-    camera->Apply();
+    if (camera != nullptr) camera->Apply();
     Light* light = scene->shadowLight;
-    const bool casts = light != nullptr && !light->GetShadowCasters().empty();
+    const bool casts = camera != nullptr && light != nullptr && !light->GetShadowCasters().empty();
     if (casts) UpdateVolumes(*light, *camera);
     scene->RenderContents();
     if (!casts) return;

@@ -29,8 +29,8 @@ class SceneRendererShadow : public SceneRenderer {
     /// Asks the device for two-sided stencil.
     void Initialize() override;
 
-    /// Without a shadow light or casters the plain scene. Otherwise leaves stencil off and the rest of the
-    /// render states as the darkening needs them: unlit, unculled, untested, blended.
+    /// Without a camera, a shadow light or casters the plain scene. Otherwise leaves stencil off and the rest
+    /// of the render states as the darkening needs them: unlit, unculled, untested, blended.
     void Render(SceneHierarchy* scene, Camera* camera) override;
 
     /// Refuses a shadow caster that is missing or not among the scene's meshes.

@@ -306,10 +306,16 @@ TEST(Mirror, WithoutAMirrorIsThePlainSceneAndWithoutClipPlanesGoesOn) {
     s.AddMirror(SmallScene::Facing(-4, -4, 0, 4, 0))->Initialize();
     engine.recorded().Clear();
     s.Frame();
-    engine.context().EndScene();
     EXPECT_EQ(engine.recorded().Count("SetClipPlane"), 0u);
     EXPECT_EQ(engine.recorded().Count("SetRenderState", {D3DRS_CLIPPLANEENABLE}), 0u);
     EXPECT_EQ(Steps(engine.recorded(), kDefaults).size(), 6u);
+    // Without a camera nothing is seen.
+    s.scene.currentCamera = nullptr;
+    engine.recorded().Clear();
+    s.Frame();
+    engine.context().EndScene();
+    EXPECT_EQ(Steps(engine.recorded(), kDefaults).size(), 1u);
+    EXPECT_TRUE(engine.recorded().faults.empty());
 }
 
 TEST(Mirror, WithoutStencilSaysSoOnceAndDrawsMirrorsAsMeshes) {

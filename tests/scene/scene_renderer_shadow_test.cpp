@@ -368,6 +368,11 @@ TEST(Shadow, WithoutALightOrCastersIsThePlainScene) {
     engine.recorded().Clear();
     s.Frame();
     EXPECT_EQ(Steps(engine.recorded(), states), (std::vector<std::string>{kSeen, kSeen}));
+    s.scene.shadowLight = s.light;
+    s.scene.currentCamera = nullptr;
+    engine.recorded().Clear();
+    s.Frame();
+    EXPECT_TRUE(Steps(engine.recorded(), states).empty());
     engine.context().EndScene();
 }
 
