@@ -140,8 +140,12 @@ bool SceneRendererDOF::MakeResources() {
     sceneView = View(*mainTarget, 0, 640, 480);
     blurView = View(*mainTarget, 640, 320, 240);
     smallView = View(*smallTarget, 0, 320, 240);
-    const auto usable = [](const RenderTarget& target) { return target.surface && target.depth; };
-    return usable(*mainTarget) && usable(*smallTarget);
+    for (RenderTarget* target : {mainTarget.get(), smallTarget.get()}) {
+        if (!target->surface || !target->depth) return false;
+        // The last row and column of the merge reach half a texel over what is drawn.
+        context->device->ColorFill(target->surface.Get(), nullptr, 0);
+    }
+    return true;
 }
 
 // ---- the frame
