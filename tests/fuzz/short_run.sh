@@ -1,5 +1,5 @@
 #!/usr/bin/env bash
-# A short run of each libFuzzer target from the valid files, both at once. Fails when one finds anything.
+# A short run of each libFuzzer target from the valid files, all at once. Fails when one finds anything.
 #   short_run.sh [BUILD [SECONDS]]
 set -euo pipefail
 cd "$(dirname "$0")/../.."
@@ -10,7 +10,8 @@ rm -rf "$work"
 mkdir -p "$work"
 "$build/bin/fuzz_write_seeds" "$work/seeds"
 pids=()
-for kind in scene image; do
+kinds=(scene image effect)
+for kind in "${kinds[@]}"; do
     mkdir -p "$work/corpus_$kind"
     "$build/bin/fuzz_$kind" -max_total_time="$seconds" -timeout=20 -rss_limit_mb=3000 -max_len=65536 -seed=1 \
         -artifact_prefix="$work/${kind}_" -print_final_stats=1 "$work/corpus_$kind" "$work/seeds/$kind" \
@@ -18,8 +19,7 @@ for kind in scene image; do
     pids+=($!)
 done
 failed=0
-kinds=(scene image)
-for i in 0 1; do
+for i in "${!kinds[@]}"; do
     if wait "${pids[$i]}"; then
         runs=$(grep -o 'number_of_executed_units: [0-9]*' "$work/${kinds[$i]}.log" | grep -o '[0-9]*$')
         echo "fuzz_${kinds[$i]}: $runs inputs in $seconds s, nothing found"

@@ -1,9 +1,11 @@
-// Writes the seeds of the libFuzzer targets: write_seeds FOLDER makes FOLDER/scene and FOLDER/image.
+// Writes the seeds of the libFuzzer targets: write_seeds FOLDER makes FOLDER/scene, FOLDER/image and
+// FOLDER/effect.
 #include <array>
 #include <cstdio>
 #include <cstring>
 #include <filesystem>
 
+#include "fuzz/effect_seeds.h"
 #include "fuzz/seeds.h"
 
 int main(int argc, char** argv) {
@@ -14,6 +16,7 @@ int main(int argc, char** argv) {
     const std::filesystem::path folder = argv[1];
     std::filesystem::create_directories(folder / "scene");
     std::filesystem::create_directories(folder / "image");
+    std::filesystem::create_directories(folder / "effect");
     auto write = [](const std::filesystem::path& path, const fuzz::Bytes& bytes) {
         std::ofstream out(path, std::ios::binary);
         out.write(reinterpret_cast<const char*>(bytes.data()), static_cast<std::streamsize>(bytes.size()));
@@ -26,5 +29,8 @@ int main(int argc, char** argv) {
             if (seed.extension == kinds[i]) bytes.insert(bytes.begin(), static_cast<std::uint8_t>(i));
         write(folder / "image" / seed.name, bytes);
     }
+    int number = 0;
+    for (const fuzz::Bytes& text : fuzz::EffectSeeds())
+        write(folder / "effect" / (std::to_string(++number) + ".fx"), text);
     return 0;
 }
