@@ -192,8 +192,8 @@ class File {
         out.mPrimitiveTypes = aiPrimitiveType_TRIANGLE;
         out.mNumVertices = in.vertex_count;
         auto vectors = [&](const FileArray& array) {
-            auto* to = new aiVector3D[in.vertex_count];
             const std::uint8_t* data = Data(array);
+            auto* to = new aiVector3D[in.vertex_count];
             for (u32 v = 0; v < in.vertex_count; ++v)
                 for (u32 k = 0; k < std::min(array.size, 3u); ++k)
                     to[v][k] = Component(array, data, in.first_vertex + v, k);

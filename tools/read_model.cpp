@@ -12,6 +12,7 @@
 #include <filesystem>
 #include <limits>
 #include <map>
+#include <memory>
 #include <optional>
 #include <set>
 
@@ -123,7 +124,8 @@ class Reader {
     void Load() {
         if (std::error_code error; !fs::exists(path_, error))
             throw cli::Error(fmt::format("{}: no such file", path_));
-        importer_.UnregisterLoader(importer_.GetImporter("iqm"));
+        const std::unique_ptr<Assimp::BaseImporter> replaced(importer_.GetImporter("iqm"));
+        importer_.UnregisterLoader(replaced.get());
         importer_.RegisterLoader(new IqmImporter);
         importer_.SetPropertyInteger(AI_CONFIG_PP_SLM_VERTEX_LIMIT, kMaxVertices);
         importer_.SetPropertyInteger(AI_CONFIG_PP_SLM_TRIANGLE_LIMIT, std::numeric_limits<int>::max());
@@ -165,7 +167,8 @@ class Reader {
             const int index = static_cast<int>(model_.nodes.size());
             node_index_.emplace(node->mName.C_Str(), index);
             // A mesh and a joint may have one name; bones mean the joint.
-            if (node->mNumMeshes == 0) joint_index_.emplace(node->mName.C_Str(), index);
+            if (node->mNumMeshes == 0 && !joint_index_.emplace(node->mName.C_Str(), index).second)
+                shared_names_.insert(node->mName.C_Str());
             order_.emplace_back(node, index);
             ModelNode out;
             out.name = node->mName.C_Str();
@@ -177,7 +180,8 @@ class Reader {
     }
 
     // The joint called `name`, or, where only a mesh has the name, that; -1 for none.
-    int Joint(const char* name) const {
+    int Joint(const char* name) {
+        if (shared_names_.count(name)) doubtful_names_.insert(name);
         if (const auto joint = joint_index_.find(name); joint != joint_index_.end()) return joint->second;
         const auto node = node_index_.find(name);
         return node == node_index_.end() ? -1 : node->second;
@@ -396,6 +400,10 @@ class Reader {
         if (cut_vertices_ > 0)
             model_.notes.push_back(fmt::format(
                 "{} vertices follow more than four bones; each keeps its four heaviest", cut_vertices_));
+        if (!doubtful_names_.empty())
+            model_.notes.push_back(fmt::format(
+                "\"{}\" is the name of several nodes, and {} more are; bones and motion mean the first",
+                *doubtful_names_.begin(), doubtful_names_.size() - 1));
         if (!lost_bones_.empty())
             model_.notes.push_back(fmt::format("{} bones have no node, \"{}\" for one; nothing follows them",
                                                lost_bones_.size(), *lost_bones_.begin()));
@@ -731,6 +739,8 @@ class Reader {
     bool joins_ = false;
     unsigned morphing_ = 0, cut_vertices_ = 0;
     std::set<std::string> lost_bones_;
+    // Names of several nodes; those of them that bones or motion go by.
+    std::set<std::string> shared_names_, doubtful_names_;
     std::map<std::string, int> node_index_, joint_index_, images_;
     std::vector<std::pair<const aiNode*, int>> order_;
 };

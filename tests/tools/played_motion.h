@@ -3,6 +3,7 @@
 
 #include <assimp/Importer.hpp>
 #include <filesystem>
+#include <memory>
 #include <stdexcept>
 
 #include "geometry/geometry_simple.h"
@@ -73,7 +74,8 @@ struct Comparison {
 // rest pose. Meshes must not have been split.
 inline Comparison Compare(const std::string& model, const std::string& scene_file, int animation, int times) {
     Assimp::Importer importer;
-    importer.UnregisterLoader(importer.GetImporter("iqm"));
+    const std::unique_ptr<Assimp::BaseImporter> replaced(importer.GetImporter("iqm"));
+    importer.UnregisterLoader(replaced.get());
     importer.RegisterLoader(new tools::IqmImporter);
     const aiScene* raw = importer.ReadFile(model, 0);
     if (raw == nullptr) throw std::runtime_error(importer.GetErrorString());
