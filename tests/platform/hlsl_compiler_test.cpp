@@ -268,7 +268,8 @@ void clamped(in float4 c : COLOR0, in float4 d : COLOR1, out float4 o : COLOR) {
     EXPECT_EQ(0xffu * 0xf0 / 0xff, At(15, 2) >> 16 & 0xff);  // blue became red
     device->SetVertexShader(nullptr);
     UsePixel(
-        "sampler s; float4 k; float4 ps(float4 c : COLOR, float2 at : TEXCOORD0) : COLOR {"
+        "typedef float4 Color; sampler s; Color k; float4 ps(float4 c : COLOR, float2 at : TEXCOORD0) : "
+        "COLOR {"
         " return lerp(tex2D(s, at), c, k.x); }");
     SetPixelF("k", {0, 9, 9, 9});
     Draw(0xff3366cc, 0xff3366cc);
@@ -276,18 +277,6 @@ void clamped(in float4 c : COLOR0, in float4 d : COLOR1, out float4 o : COLOR) {
     SetPixelF("k", {1, 9, 9, 9});
     Draw(0xff3366cc, 0xff3366cc);
     EXPECT_EQ(0xff3366ccu, At(11, 2));
-
-    // Both stages compiled: each reads its own registers, though the numbers are the same.
-    const std::string both =
-        "typedef float4 Color; Color near, far[2]; float4 vs(float4 p : POSITION) : POSITION { return p * "
-        "near; }\n"
-        "Color ps() : COLOR { return near + far[1]; }";
-    UseVertex(both);
-    UsePixel(both);
-    SetVertexF("near", {1, 1, 1, 1});
-    SetPixelF("near", {0.2f, 0, 0, 0});
-    SetPixelF("far", {9, 9, 9, 9, 0, 0.4f, 0.6f, 1});
-    EXPECT_EQ(0xff336699u, Drawn());
     device->SetTexture(0, nullptr);
 }
 
@@ -446,7 +435,13 @@ TEST_F(HlslCompiler, HostileTextEndsWithAMessage) {
     }();
     std::string branches = "float4 ps(float x : TEXCOORD) : COLOR { if (x > 1) return 1;";
     for (int i = 0; i < 5000; ++i) branches += " else if (x > 2) return 2;";
+    std::string doubling = "float4 f0() { return 1; }";
+    for (int i = 1; i < 60; ++i) {
+        const std::string before = "f" + std::to_string(i - 1) + "()";
+        doubling += "float4 f" + std::to_string(i) + "() { return " + before + " * " + before + "; }";
+    }
     const std::string texts[] = {
+        doubling + "float4 ps() : COLOR { return f59(); }",
         "float4 ps() : COLOR { return " + deep,
         chain,
         branches + " return 0; }",

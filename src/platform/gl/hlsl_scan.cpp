@@ -20,6 +20,7 @@ bool IsMatrix(std::string_view type) {
 }
 
 constexpr std::size_t kLongestWord = 100;
+constexpr std::size_t kMostOverloads = 8, kMostFunctions = 1000;
 
 struct Token {
     enum Kind : u8 { kWord, kNumber, kMark };
@@ -46,11 +47,19 @@ class Scanner {
         if (functions_.find(entry_) == functions_.end()) {
             return Fail(0, 0, "there is no function '" + std::string(entry_) + "'");
         }
+        if (functions_.size() > kMostFunctions) return Fail(0, 0, "there are too many functions");
         for (const Range& range : declarations_) {
             if (!Declaration(range)) return false;
         }
         for (const auto& [name, range] : functions_) {
             if (!CheckHead(range) || !CheckBody(range)) return false;
+            if (functions_.count(name) > kMostOverloads) {
+                return Fail(tokens_[range.first], "there are too many functions '" + std::string(name) + "'");
+            }
+        }
+        if (Expanded(entry_) > kHlslExpandedLimit) {
+            const Token& head = tokens_[functions_.find(entry_)->second.first];
+            return Fail(head, "the functions that '" + std::string(entry_) + "' calls are too long together");
         }
         DropUnreached();
         ChooseSamplerTypes();
@@ -78,6 +87,7 @@ class Scanner {
     bool CheckHead(Range range);
     bool CheckBody(Range range);
     bool CheckEntry();
+    u64 Expanded(std::string_view name);
     void DropUnreached();
     void ChooseSamplerTypes();
     std::optional<u32> Integer(const Token& token) const;
@@ -99,6 +109,7 @@ class Scanner {
     std::vector<Token> tokens_;
     std::vector<Range> declarations_;
     std::multimap<std::string_view, Range> functions_;
+    std::map<std::string_view, u64> expanded_;                  // of functions
     std::set<std::string_view> matrices_;                       // that globals and parameters name
     std::set<std::string_view> names_;                          // of what is declared outside functions
     std::map<std::string_view, u64> structures_;                // scalars
@@ -538,6 +549,24 @@ void Scanner::DropUnreached() {
     for (const auto& [name, range] : functions_) {
         if (!reached.contains(name)) Blank(tokens_[range.first].at, EndOf(range.second - 1));
     }
+}
+
+// How many words a function has with every call in it written out, which is how the device takes it.
+u64 Scanner::Expanded(std::string_view name) {
+    const auto [known, fresh] = expanded_.emplace(name, 0);
+    if (!fresh) return known->second;
+    u64 words = 0;
+    const auto [first, last] = functions_.equal_range(name);
+    for (auto it = first; it != last; ++it) {
+        for (std::size_t i = it->second.first; i < it->second.second; ++i) {
+            const std::string_view word = tokens_[i].text;
+            ++words;
+            if (words <= kHlslExpandedLimit && word != name && functions_.contains(word)) {
+                words += Expanded(word);
+            }
+        }
+    }
+    return expanded_[name] = words;
 }
 
 // A plain `sampler` is a cube where it is used as one.

@@ -14,8 +14,9 @@ namespace platform::gl {
 /// recursion.
 inline constexpr std::size_t kHlslTextLimit = 256 * 1024;
 inline constexpr u32 kHlslNestingLimit = 64;
-inline constexpr u32 kHlslStatementLimit = 2048;  // tokens
-inline constexpr u32 kHlslElseLimit = 128;        // in one function
+inline constexpr u32 kHlslStatementLimit = 2048;   // tokens
+inline constexpr u32 kHlslElseLimit = 128;         // in one function
+inline constexpr u32 kHlslExpandedLimit = 100000;  // tokens of an entry with every call written out
 /// No array is longer, and no structure or global has more scalars.
 inline constexpr u32 kHlslArrayLimit = 4096;
 
