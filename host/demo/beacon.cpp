@@ -12,18 +12,19 @@ void MakeBeacon(Stage& stage, const vect3& at, HierarchyNode* eye, Texture* glow
     look.blend = Blend::Add;
     Shape beams;
     for (int part = 0; part < 2; ++part)
-        for (int shell = 0; shell < 6; ++shell) {
-            const float spread = 0.010f + 0.013f * F(shell);
-            beams.Add(ColoredSurface(
-                          24, 10,
-                          [=](float u, float v) {
-                              const float a = 2 * kPi * u, d = 1 + 150 * v * v, r = 0.5f + d * spread;
-                              return vect3{d, r * std::cos(a), r * std::sin(a)};
-                          },
-                          [=](float, float v) {
-                              return color{1, 0.86f, 0.60f, (0.12f - 0.014f * F(shell)) * (1 - v) * (1 - v)};
-                          }),
-                      Placed({0, 0, 0}, osm3d::QuatFromAxisAngle({0, 0, 1}, kPi * F(part)), 1));
+        for (int shell = 0; shell < 10; ++shell) {
+            const float spread = 0.008f + 0.0085f * F(shell);
+            beams.Add(
+                ColoredSurface(
+                    24, 10,
+                    [=](float u, float v) {
+                        const float a = 2 * kPi * u, d = 1 + 150 * v * v, r = 0.5f + d * spread;
+                        return vect3{d, r * std::cos(a), r * std::sin(a)};
+                    },
+                    [=](float, float v) {
+                        return color{1, 0.86f, 0.60f, (0.075f - 0.0055f * F(shell)) * (1 - v) * (1 - v)};
+                    }),
+                Placed({0, 0, 0}, osm3d::QuatFromAxisAngle({0, 0, 1}, kPi * F(part)), 1));
         }
     constexpr float kSeconds = 8;
     stage.Mesh(beams, stage.Material(look),

@@ -7,15 +7,16 @@ here=$(cd "$(dirname "$0")" && pwd)
 
 mkdir -p "$out/input"
 "$bin/make_demo" "$out/input"
-cp "$here/demo.xml" "$out/input/demo.xml"
+cp "$here/demo.xml" "$here/glass.fx" "$out/input"
 rm -rf "$out/frames"
 "$bin/osmplay" render "$out/input/demo.xml" -o "$out/frames"
 
 frames=("$out"/frames/*.png)
 count=${#frames[@]}
 chosen=()
-for i in {0..11}; do
-    chosen+=("${frames[$(((2 * i + 1) * count / 24))]}")
+# Tenths of a second in which each shot shows what it is about.
+for tenth in 29 85 116 144 188 217 252 302 330 361 384 417; do
+    chosen+=("${frames[$((tenth * 3))]}")
 done
 "$bin/contact_sheet" "$out/contact.png" 4 320 "${chosen[@]}"
 
@@ -26,7 +27,7 @@ if command -v ffmpeg >/dev/null; then
 fi
 
 echo "demo: $count frames in $out/frames"
-echo "demo: 12 of them on one sheet: $out/contact.png"
+echo "demo: some of them on one sheet: $out/contact.png"
 if [ -f "$out/demo.mp4" ]; then
     echo "demo: the film: $out/demo.mp4"
 else

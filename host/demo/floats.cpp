@@ -24,7 +24,7 @@ vect3 Eye(float time) {
 }
 vect3 Aim(float time) {
     const float t = time / kFloatsShot;
-    return {Mix(0.2f, 1.2f, t), 3, 0.85f};
+    return {Mix(0.2f, 1.2f, t), 3, 1.35f};
 }
 
 constexpr std::array<color, 5> kTints{{{0.30f, 0.86f, 0.74f, 1},
@@ -96,7 +96,7 @@ class Floats {
         stage_.Ambient({0.20f, 0.18f, 0.26f, 1});
         HierarchyNode* node = stage_.Moving(stage_.Root(), Sampled<vect3>(0, kTo, kFrame, Eye));
         node->target = stage_.Moving(stage_.Root(), Sampled<vect3>(0, kTo, kFrame, Aim));
-        stage_.Camera(node, Still(0.86f), 0.2f, 2000, 2000);
+        stage_.Camera(node, Still(0.94f), 0.2f, 2000, 2000);
         stage_.Save(path);
     }
 
@@ -110,23 +110,27 @@ class Floats {
         Shape net;
         net.Add(Torus(1.02f, 0.035f, 40, 6));
         for (int i = 0; i < 3; ++i)
-            net.Add(Torus(1.02f, 0.030f, 40, 6),
-                    Placed({0, 0, 0}, Then(QuatFromAxisAngle({1, 0, 0}, kPi / 2), QuatFromAxisAngle(kUp, kPi / 3 * F(i))), 1));
+            net.Add(Torus(1.02f, 0.030f, 40, 6), Placed({0, 0, 0},
+                                                        Then(QuatFromAxisAngle({1, 0, 0}, kPi / 2),
+                                                             QuatFromAxisAngle(kUp, kPi / 3 * F(i))),
+                                                        1));
         net.Add(Torus(0.16f, 0.06f, 20, 8), Moved({0, 0, 1.06f}));
         const float phase = at.x * 1.3f + at.y * 0.7f;
         for (const float side : {1.0f, -1.0f}) {
             const auto place = [=](float t) {
                 const float swell = 0.07f * std::sin(1.5f * t + phase);
-                return vect3{at.x + 0.05f * std::sin(0.9f * t + phase), at.y, side * (0.32f * radius + swell)};
+                return vect3{at.x + 0.05f * std::sin(0.9f * t + phase), at.y,
+                             side * (0.32f * radius + swell)};
             };
             const auto rocking = [=](float t) {
-                const quat tilt = QuatFromAxisAngle(Normal({1, 0.4f, 0}), side * (0.22f * std::sin(1.2f * t + phase) + 0.1f));
+                const quat tilt = QuatFromAxisAngle(Normal({1, 0.4f, 0}),
+                                                    side * (0.22f * std::sin(1.2f * t + phase) + 0.1f));
                 return Then(Then(QuatFromAxisAngle(kUp, phase + 0.2f * t), tilt),
                             side > 0 ? kQuatIdentity : QuatFromAxisAngle({1, 0, 0}, kPi));
             };
             HierarchyNode* node =
-                stage_.Moving(stage_.Root(), Sampled<vect3>(0, kTo, 0.1f, place), Sampled<quat>(0, kTo, 0.1f, rocking),
-                              Still(vect3{radius, radius, radius}));
+                stage_.Moving(stage_.Root(), Sampled<vect3>(0, kTo, 0.1f, place),
+                              Sampled<quat>(0, kTo, 0.1f, rocking), Still(vect3{radius, radius, radius}));
             stage_.Mesh(glass, glass_, node);
             stage_.Mesh(net, rope_, node);
             HierarchyNode* halo = stage_.Moving(stage_.Root(), Sampled<vect3>(0, kTo, 0.1f, place));
@@ -140,11 +144,14 @@ class Floats {
     // Far hills with the tower, and their image.
     void Coast() {
         const auto hill = [](float u) {
-            return 13 * Smooth(0, 0.45f, u) * Smooth(0, 0.5f, 1 - u) + 3.4f * Fbm(u * 9 + 3, 0.5f, 256, 5) * Smooth(0, 0.1f, u) * Smooth(0, 0.1f, 1 - u);
+            return 13 * Smooth(0, 0.45f, u) * Smooth(0, 0.5f, 1 - u) +
+                   3.4f * Fbm(u * 9 + 3, 0.5f, 256, 5) * Smooth(0, 0.1f, u) * Smooth(0, 0.1f, 1 - u);
         };
         Shape coast = ColoredSurface(
             120, 1,
-            [&](float u, float v) { return vect3{Mix(-130, 20, u), 158, std::max(hill(u), 0.0f) * v}; },
+            [&](float u, float v) {
+                return vect3{Mix(-130, 20, u), 158, std::max(hill(u), 0.0f) * v};
+            },
             [](float, float v) {
                 return Mix(color{0.20f, 0.17f, 0.29f, 1}, color{0.09f, 0.09f, 0.17f, 1}, v);
             });
@@ -155,14 +162,16 @@ class Floats {
         stage_.Mesh(coast, outline_, stage_.Root());
         Shape image = coast;
         for (vect3& p : image.positions) p.z = -p.z;
-        for (std::size_t i = 0; i + 2 < image.indices.size(); i += 3) std::swap(image.indices[i], image.indices[i + 1]);
+        for (std::size_t i = 0; i + 2 < image.indices.size(); i += 3)
+            std::swap(image.indices[i], image.indices[i + 1]);
         stage_.Mesh(image, outline_, stage_.Root());
     }
 
     Stage stage_;
     HierarchyNode* eye_ = nullptr;
     Texture* glow_ = nullptr;
-    osm3d::Material *glass_ = nullptr, *rope_ = nullptr, *outline_ = nullptr, *below_ = nullptr, *air_ = nullptr;
+    osm3d::Material *glass_ = nullptr, *rope_ = nullptr, *outline_ = nullptr, *below_ = nullptr,
+                    *air_ = nullptr;
 };
 
 }  // namespace

@@ -19,7 +19,8 @@ constexpr int kColumns = 12;
 
 // The flame sways.
 vect3 Flame(float time) {
-    return {0.10f * std::sin(1.9f * time), 0.10f * std::sin(2.3f * time + 1), 2.15f + 0.02f * std::sin(7 * time)};
+    return {0.10f * std::sin(1.9f * time), 0.10f * std::sin(2.3f * time + 1),
+            2.15f + 0.02f * std::sin(7 * time)};
 }
 
 // --- The camera ------------------------------------------------------------------------------------------
@@ -39,40 +40,44 @@ vect3 MirrorEye(float time) {
     return {r * std::cos(angle), r * std::sin(angle), Mix(1.0f, 1.5f, t)};
 }
 vect3 MirrorAim(float time) {
-    return Mix(vect3{0, 0, 0.55f}, vect3{0, 0, 0.95f}, Eased(0, kHallMirror, time));
+    return Mix(vect3{0, 0, 0.20f}, vect3{0, 0, 0.45f}, Eased(0, kHallMirror, time));
 }
 
 // --- The pictures of the lamp ----------------------------------------------------------------------------
 
-const std::vector<UV> kWhale{{0.50f, 0.02f},  {0.46f, 0.10f},   {0.36f, 0.16f},   {0.20f, 0.19f},
-                             {0.00f, 0.17f},  {-0.16f, 0.11f},  {-0.28f, 0.06f},  {-0.38f, 0.05f},
-                             {-0.44f, 0.12f}, {-0.50f, 0.21f},  {-0.57f, 0.22f},  {-0.54f, 0.11f},
-                             {-0.50f, 0.03f}, {-0.56f, -0.05f}, {-0.58f, -0.11f}, {-0.50f, -0.08f},
-                             {-0.42f, 0.00f}, {-0.30f, -0.02f}, {-0.16f, -0.07f}, {0.00f, -0.12f},
-                             {0.08f, -0.14f}, {0.04f, -0.20f},  {-0.03f, -0.27f}, {0.05f, -0.27f},
-                             {0.14f, -0.20f}, {0.20f, -0.15f},  {0.32f, -0.13f},  {0.42f, -0.10f},
-                             {0.49f, -0.04f}};
-const std::vector<UV> kGull{{-0.30f, 0.05f}, {-0.20f, 0.13f}, {-0.10f, 0.12f}, {0.00f, 0.03f},  {0.10f, 0.12f},
-                            {0.20f, 0.13f},  {0.30f, 0.05f},  {0.20f, 0.08f},  {0.10f, 0.05f},  {0.02f, -0.06f},
-                            {-0.02f, -0.06f}, {-0.10f, 0.05f}, {-0.20f, 0.08f}};
-const std::vector<UV> kFish{{0.20f, 0.00f},  {0.12f, 0.06f},   {0.00f, 0.08f},   {-0.10f, 0.04f}, {-0.20f, 0.09f},
-                            {-0.17f, 0.00f}, {-0.20f, -0.09f}, {-0.10f, -0.04f}, {0.00f, -0.08f}, {0.12f, -0.06f}};
-const std::vector<UV> kTower{{-0.09f, -0.40f}, {0.09f, -0.40f}, {0.05f, 0.15f},  {0.10f, 0.16f}, {0.10f, 0.20f},
-                             {0.05f, 0.20f},   {0.05f, 0.31f},  {0.00f, 0.38f},  {-0.05f, 0.31f}, {-0.05f, 0.20f},
-                             {-0.10f, 0.20f},  {-0.10f, 0.16f}, {-0.05f, 0.15f}};
+const std::vector<UV> kWhale{
+    {0.50f, 0.02f},   {0.46f, 0.10f},  {0.36f, 0.16f},   {0.20f, 0.19f},   {0.00f, 0.17f},
+    {-0.16f, 0.11f},  {-0.28f, 0.06f}, {-0.38f, 0.05f},  {-0.44f, 0.12f},  {-0.50f, 0.21f},
+    {-0.57f, 0.22f},  {-0.54f, 0.11f}, {-0.50f, 0.03f},  {-0.56f, -0.05f}, {-0.58f, -0.11f},
+    {-0.50f, -0.08f}, {-0.42f, 0.00f}, {-0.30f, -0.02f}, {-0.16f, -0.07f}, {0.00f, -0.12f},
+    {0.08f, -0.14f},  {0.04f, -0.20f}, {-0.03f, -0.27f}, {0.05f, -0.27f},  {0.14f, -0.20f},
+    {0.20f, -0.15f},  {0.32f, -0.13f}, {0.42f, -0.10f},  {0.49f, -0.04f}};
+const std::vector<UV> kGull{{-0.30f, 0.05f}, {-0.20f, 0.13f}, {-0.10f, 0.12f},  {0.00f, 0.03f},
+                            {0.10f, 0.12f},  {0.20f, 0.13f},  {0.30f, 0.05f},   {0.20f, 0.08f},
+                            {0.10f, 0.05f},  {0.02f, -0.06f}, {-0.02f, -0.06f}, {-0.10f, 0.05f},
+                            {-0.20f, 0.08f}};
+const std::vector<UV> kFish{{0.20f, 0.00f},  {0.12f, 0.06f},  {0.00f, 0.08f},   {-0.10f, 0.04f},
+                            {-0.20f, 0.09f}, {-0.17f, 0.00f}, {-0.20f, -0.09f}, {-0.10f, -0.04f},
+                            {0.00f, -0.08f}, {0.12f, -0.06f}};
+const std::vector<UV> kTower{{-0.09f, -0.40f}, {0.09f, -0.40f}, {0.05f, 0.15f},  {0.10f, 0.16f},
+                             {0.10f, 0.20f},   {0.05f, 0.20f},  {0.05f, 0.31f},  {0.00f, 0.38f},
+                             {-0.05f, 0.31f},  {-0.05f, 0.20f}, {-0.10f, 0.20f}, {-0.10f, 0.16f},
+                             {-0.05f, 0.15f}};
 const std::vector<UV> kHull{{-0.34f, -0.22f}, {0.28f, -0.22f}, {0.42f, -0.06f}, {-0.40f, -0.06f}};
 const std::vector<UV> kMast{{-0.015f, -0.06f}, {0.015f, -0.06f}, {0.015f, 0.46f}, {-0.015f, 0.46f}};
 const std::vector<UV> kSail{{-0.03f, -0.01f}, {-0.03f, 0.43f}, {-0.15f, 0.26f}, {-0.33f, -0.01f}};
 const std::vector<UV> kJib{{0.03f, 0.01f}, {0.36f, 0.00f}, {0.16f, 0.20f}, {0.03f, 0.42f}};
-const std::vector<UV> kMoon{{0.05f, 0.20f},  {-0.08f, 0.18f},  {-0.18f, 0.08f}, {-0.20f, -0.04f}, {-0.14f, -0.15f},
-                            {-0.02f, -0.20f}, {0.09f, -0.18f}, {0.00f, -0.12f}, {-0.06f, -0.02f}, {-0.05f, 0.10f}};
+const std::vector<UV> kMoon{{0.05f, 0.20f},   {-0.08f, 0.18f},  {-0.18f, 0.08f}, {-0.20f, -0.04f},
+                            {-0.14f, -0.15f}, {-0.02f, -0.20f}, {0.09f, -0.18f}, {0.00f, -0.12f},
+                            {-0.06f, -0.02f}, {-0.05f, 0.10f}};
 
 // One piece of the lamp's ring: `outline` grown by `size`, its middle `lift` above the flame's height.
 void AddPicture(Shape& ring, const std::vector<UV>& outline, float angle, float size, float lift) {
     std::vector<UV> grown = outline;
     for (UV& p : grown) p = {p.u * size, p.v * size};
     Shape upright;
-    upright.Add(Cutout(grown, 0.03f), Placed({0, -kWheelRadius, 0}, QuatFromAxisAngle({1, 0, 0}, kPi / 2), 1));
+    upright.Add(Cutout(grown, 0.03f),
+                Placed({0, -kWheelRadius, 0}, QuatFromAxisAngle({1, 0, 0}, kPi / 2), 1));
     ring.Add(upright, Placed({0, 0, 0.95f + lift}, QuatFromAxisAngle(kUp, angle), 1));
 }
 
@@ -80,8 +85,7 @@ class Hall {
   public:
     void Make(const std::string& path, bool polished) {
         polished_ = polished;
-        eye_ = stage_.Moving(stage_.Root(),
-                             Sampled<vect3>(0, kSeconds, kFrame, polished ? MirrorEye : ShadowEye));
+        eye_ = Moving(polished ? MirrorEye : ShadowEye);
         Lights();
         Looks();
         Room();
@@ -91,24 +95,26 @@ class Hall {
         stage_.Ambient({0.16f, 0.15f, 0.26f, 1});
         stage_.BackgroundColor({0.02f, 0.02f, 0.05f, 1});
         if (!polished) stage_.Shadows(light_);
-        HierarchyNode* node = stage_.Node(stage_.Root(), {0, 0, 0});
-        node = stage_.Moving(stage_.Root(), Sampled<vect3>(0, kSeconds, kFrame, polished ? MirrorEye : ShadowEye));
-        node->target =
-            stage_.Moving(stage_.Root(), Sampled<vect3>(0, kSeconds, kFrame, polished ? MirrorAim : ShadowAim));
-        stage_.Camera(node, Still(polished ? 0.98f : 1.0f), 0.1f, 60, 60);
+        HierarchyNode* node = Moving(polished ? MirrorEye : ShadowEye);
+        node->target = Moving(polished ? MirrorAim : ShadowAim);
+        stage_.Camera(node, Still(polished ? 1.06f : 1.0f), 0.1f, 60, 60);
         stage_.Save(path);
     }
 
   private:
     static constexpr float kSeconds = 6;
 
+    HierarchyNode* Moving(vect3 (*at)(float)) {
+        return stage_.Moving(stage_.Root(), Sampled<vect3>(0, kSeconds, kFrame, at));
+    }
+
     void Lights() {
         const auto flicker = Sampled<color>(0, kSeconds, kFrame, [](float t) {
             const float s = 1.5f + 0.10f * std::sin(9 * t) + 0.07f * std::sin(23 * t + 1);
             return color{1.0f * s, 0.74f * s, 0.44f * s, 1};
         });
-        HierarchyNode* flame = stage_.Moving(stage_.Root(), Sampled<vect3>(0, kSeconds, kFrame, Flame));
-        light_ = stage_.Light(flame, flicker, {1, 0.8f, 0.5f, 1}, 60, 6.5f);
+        HierarchyNode* flame = Moving(Flame);
+        light_ = stage_.Light(flame, flicker, {1, 0.8f, 0.5f, 1}, 60, polished_ ? 8.5f : 7.5f);
         stage_.Light(stage_.Node(stage_.Root(), {-9, -14, 22}), Still(color{0.10f, 0.13f, 0.26f, 1}),
                      {0, 0, 0, 1}, 200, 0);
     }
@@ -122,7 +128,8 @@ class Hall {
             const float bu = u * 18 + shift, fu = bu - std::floor(bu), fv = v * 12 - row;
             const float block = Noise(std::floor(bu) * 1.7f + 0.3f, row * 2.3f + 0.7f, 256);
             const float grain = Fbm(u * 32, v * 16, 32, 4);
-            const float joint = Smooth(0, 0.05f, std::min({fu, 1 - fu})) * Smooth(0, 0.09f, std::min(fv, 1 - fv));
+            const float joint =
+                Smooth(0, 0.05f, std::min({fu, 1 - fu})) * Smooth(0, 0.09f, std::min(fv, 1 - fv));
             const color stone = Mix(color{0.52f, 0.44f, 0.38f, 1}, color{0.76f, 0.64f, 0.52f, 1},
                                     Clamp01(0.5f + 0.9f * block));
             return Shade(Mix(color{0.24f, 0.20f, 0.22f, 1}, stone, joint), 1 + 0.22f * grain);
@@ -176,7 +183,8 @@ class Hall {
         }));
         shine.texture = stage_.Picture(Painted(128, 128, [](float u, float v) {
             const float r = Clamp01(Length({u, v, 0}));
-            const color c = Mix(color{0.05f, 0.05f, 0.09f, 1}, color{0.40f, 0.24f, 0.11f, 1}, Smooth(0.1f, 1, r));
+            const color c =
+                Mix(color{0.05f, 0.05f, 0.09f, 1}, color{0.40f, 0.24f, 0.11f, 1}, Smooth(0.1f, 1, r));
             return Mix(c, color{1, 0.85f, 0.6f, 1}, 0.7f * Smooth(0.06f, 0.01f, std::abs(u - 0.45f)));
         }));
         shine.reflection = true;
@@ -194,13 +202,15 @@ class Hall {
     color Rose(float u, float v) const {
         const float x = 2 * u - 1, y = 1 - 2 * v, r = std::hypot(x, y), a = std::atan2(y, x);
         const float vein = std::abs(Fbm(u * 10 + 0.6f * Fbm(u * 6, v * 6, 64, 3), v * 10, 64, 5));
-        const color dark = Mix(color{0.20f, 0.22f, 0.30f, 1}, color{0.09f, 0.10f, 0.16f, 1}, Smooth(0, 0.1f, vein));
-        const color light = Mix(color{0.50f, 0.44f, 0.40f, 1}, color{0.74f, 0.66f, 0.57f, 1}, Smooth(0, 0.1f, vein));
+        const color dark =
+            Mix(color{0.20f, 0.22f, 0.30f, 1}, color{0.09f, 0.10f, 0.16f, 1}, Smooth(0, 0.1f, vein));
+        const color light =
+            Mix(color{0.50f, 0.44f, 0.40f, 1}, color{0.74f, 0.66f, 0.57f, 1}, Smooth(0, 0.1f, vein));
         const color gold{0.78f, 0.54f, 0.22f, 1};
         color c = dark;
         // Rings, and a chequered band.
         if (r > 0.60f && r < 0.70f) {
-            const int cell = static_cast<int>(std::floor((a / (2 * kPi) + 1) * 48)) + (r > 0.65f ? 1 : 0);
+            const int cell = static_cast<int>(std::floor((a / (2 * kPi) + 1) * 96)) + (r > 0.65f ? 1 : 0);
             c = cell % 2 == 0 ? light : dark;
         }
         if (r > 0.86f) c = light;
@@ -230,7 +240,8 @@ class Hall {
         Shape floor = Surface(96, 32, disc);
         for (std::size_t i = 0; i < floor.positions.size(); ++i) {
             floor.normals[i] = kUp;
-            floor.uvs[i] = {0.5f + floor.positions[i].x / (2 * kRadius), 0.5f - floor.positions[i].y / (2 * kRadius)};
+            floor.uvs[i] = {0.5f + floor.positions[i].x / (2 * kRadius),
+                            0.5f - floor.positions[i].y / (2 * kRadius)};
         }
         osm3d::MeshSimple* mesh = stage_.Mesh(floor, floor_, stage_.Root());
         if (polished_) stage_.Mirror(mesh);
@@ -282,7 +293,15 @@ class Hall {
                                     {0.48f, kHigh - 0.55f},
                                     {0.0f, kHigh - 0.55f}},
                                    20);
-        const Shape plain = Lathe({{0.0f, 0.01f}, {0.30f, 0.01f}, {0.26f, 5.9f}, {0.42f, 6.4f}, {0.42f, 6.9f}, {0, 6.9f}}, 12);
+        // Within what is seen, so that its sides do not cross that.
+        const Shape plain = Lathe({{0.0f, 0.01f},
+                                   {0.27f, 0.01f},
+                                   {0.24f, 5.9f},
+                                   {0.37f, 6.3f},
+                                   {0.43f, 6.4f},
+                                   {0.43f, 6.9f},
+                                   {0.0f, 6.9f}},
+                                  16);
         Shape columns;
         for (int i = 0; i < kColumns; ++i) {
             const float a = 2 * kPi * (F(i) + 0.5f) / kColumns;
@@ -296,8 +315,9 @@ class Hall {
     // A low rail round the lamp.
     void Rail() {
         constexpr float kRail = 3.9f;
-        const std::vector<ProfilePoint> profile{{0.0f, 0.02f}, {0.07f, 0.02f}, {0.03f, 0.12f}, {0.065f, 0.38f},
-                                                {0.025f, 0.62f}, {0.05f, 0.72f}, {0.0f, 0.72f}};
+        const std::vector<ProfilePoint> profile{{0.0f, 0.02f},   {0.07f, 0.02f},  {0.03f, 0.12f},
+                                                {0.065f, 0.38f}, {0.025f, 0.62f}, {0.05f, 0.72f},
+                                                {0.0f, 0.72f}};
         const Shape baluster = Lathe(profile, 10);
         Shape rail;
         constexpr int kCount = 40;
@@ -338,14 +358,16 @@ class Hall {
         stage_.Mesh(foot, brass_, stage_.Root());
 
         // The ring of pictures turns about the flame.
-        HierarchyNode* wheel = stage_.Moving(stage_.Root(), Still(vect3{0, 0, 1.2f}),
-                                             stage_.Turning(kUp, kWheelTurns, kSeconds, polished_ ? 0.35f : 1.5f));
+        HierarchyNode* wheel =
+            stage_.Moving(stage_.Root(), Still(vect3{0, 0, 1.2f}),
+                          stage_.Turning(kUp, kWheelTurns, kSeconds, polished_ ? 0.35f : 1.5f));
         Shape pictures;
         const float step = 2 * kPi / 7;
         AddPicture(pictures, kWhale, 0, 1.0f, 0.04f);
         AddPicture(pictures, kGull, step, 0.7f, 0.26f);
         AddPicture(pictures, kGull, step * 1.28f, 0.5f, 0.10f);
-        for (const auto& part : {kHull, kMast, kSail, kJib}) AddPicture(pictures, part, 2 * step, 0.80f, -0.06f);
+        for (const auto& part : {kHull, kMast, kSail, kJib})
+            AddPicture(pictures, part, 2 * step, 0.80f, -0.06f);
         AddPicture(pictures, kFish, step * 2.80f, 0.8f, 0.18f);
         AddPicture(pictures, kFish, step * 3.05f, 0.9f, -0.12f);
         AddPicture(pictures, kFish, step * 3.28f, 0.7f, 0.12f);
@@ -371,27 +393,31 @@ class Hall {
         Look unlit;
         unlit.lit = false;
         unlit.two_sided = true;
-        HierarchyNode* flame = stage_.Moving(stage_.Root(), Sampled<vect3>(0, kSeconds, kFrame, Flame));
+        HierarchyNode* flame = Moving(Flame);
         stage_.Mesh(ColoredSurface(
                         16, 10,
                         [](float u, float v) {
-                            const float a = 2 * kPi * u, r = 0.13f * std::sin(kPi * std::pow(v, 0.7f)) * (1 - 0.4f * v);
+                            const float a = 2 * kPi * u,
+                                        r = 0.13f * std::sin(kPi * std::pow(v, 0.7f)) * (1 - 0.4f * v);
                             return vect3{r * std::cos(a), r * std::sin(a), -0.2f + 0.55f * v};
                         },
                         [](float, float v) {
                             return Mix(color{1, 0.95f, 0.75f, 1}, color{1, 0.62f, 0.2f, 1}, v * v);
                         }),
                     stage_.Material(unlit), flame);
-        // The glow has no texture: shadows are laid over the picture through the stages of what is drawn last.
+        // The glow has no texture: shadows are laid over the picture through the stages of what is drawn
+        // last.
         unlit.blend = Blend::Add;
         osm3d::Material* glow = stage_.Material(unlit);
-        for (const auto& [radius, strength] : {std::pair{0.9f, 0.8f}, std::pair{polished_ ? 4.0f : 2.4f, 0.34f}}) {
-            HierarchyNode* node = stage_.Moving(stage_.Root(), Sampled<vect3>(0, kSeconds, kFrame, Flame));
+        for (const auto& [radius, strength] :
+             {std::pair{0.9f, 0.8f}, std::pair{polished_ ? 4.0f : 2.4f, 0.34f}}) {
+            HierarchyNode* node = Moving(Flame);
             node->target = eye_;
             stage_.Mesh(ColoredSurface(
                             32, 12,
                             [radius = radius](float u, float v) {
-                                const float a = 2 * kPi * u, r = radius * (1 - v);
+                                // Its front looks along -z, as the node does.
+                                const float a = -2 * kPi * u, r = radius * (1 - v);
                                 return vect3{r * std::cos(a), r * std::sin(a), 0};
                             },
                             [strength = strength](float, float v) {
@@ -405,8 +431,8 @@ class Hall {
     bool polished_ = false;
     HierarchyNode* eye_ = nullptr;
     osm3d::LightOmni* light_ = nullptr;
-    MaterialSimple *wall_ = nullptr, *vault_ = nullptr, *marble_ = nullptr, *floor_ = nullptr, *brass_ = nullptr,
-                   *iron_ = nullptr;
+    MaterialSimple *wall_ = nullptr, *vault_ = nullptr, *marble_ = nullptr, *floor_ = nullptr,
+                   *brass_ = nullptr, *iron_ = nullptr;
 };
 
 }  // namespace

@@ -61,6 +61,7 @@ int main(int argc, char** argv) {
         MakeMeadow(folder + "/meadow.om2");
         // An effect is opened where the program runs that plays the scene.
         MakeFloats(folder + "/floats.om2", std::filesystem::absolute(folder + "/glass.fx").string());
+        MakeJetty(folder + "/jetty.om2");
         MakePictures(folder);
     } catch (const std::exception& error) {
         std::fprintf(stderr, "make_demo: %s\n", error.what());

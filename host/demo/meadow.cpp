@@ -63,16 +63,18 @@ class Meadow {
             const float x = 240 * (u - 0.5f), y = -10 + 110 * v * v;
             return vect3{x, y, Height(x, y)};
         };
-        stage_.Mesh(ColoredSurface(60, 60, at,
-                                   [](float, float v) {
-                                       return Mix(color{0.020f, 0.040f, 0.050f, 1}, color{0.060f, 0.075f, 0.13f, 1}, v);
-                                   }),
+        stage_.Mesh(ColoredSurface(
+                        60, 60, at,
+                        [](float, float v) {
+                            return Mix(color{0.020f, 0.040f, 0.050f, 1}, color{0.060f, 0.075f, 0.13f, 1}, v);
+                        }),
                     stage_.Material(look), stage_.Root());
         look.layers.clear();
         Shape tower = TowerOutline(kLamp, 10);
         tower.normals.clear();
         for (const vect3& p : tower.positions)
-            tower.colors.push_back(Mix(color{0.05f, 0.05f, 0.09f, 1}, color{0.11f, 0.11f, 0.18f, 1}, Clamp01((p.x - kLamp.x + 3) / 6)));
+            tower.colors.push_back(Mix(color{0.05f, 0.05f, 0.09f, 1}, color{0.11f, 0.11f, 0.18f, 1},
+                                       Clamp01((p.x - kLamp.x + 3) / 6)));
         outline_ = stage_.Material(look);
         stage_.Mesh(tower, outline_, stage_.Root());
     }
@@ -90,17 +92,19 @@ class Meadow {
             for (int level = 0; level < 4; ++level) {
                 const float low = tall * (0.10f + 0.20f * F(level)), r = wide * (1 - 0.2f * F(level));
                 trees.Add(ColoredSurface(
-                              9, 1,
-                              [=](float u, float v) {
-                                  const float a = 2 * kPi * u, s = r * (1 - v) * (0.86f + 0.14f * std::cos(5 * a + F(i)));
-                                  return vect3{x + s * std::cos(a), y + s * std::sin(a), z + low + tall * 0.34f * v};
-                              },
-                              [=](float u, float v) {
-                                  // The moon stands to the right, behind.
-                                  const float lit = Clamp01(0.35f + 0.65f * std::cos(2 * kPi * u - 0.6f));
-                                  const color c = Mix(color{0.018f, 0.034f, 0.050f, 1}, color{0.10f, 0.15f, 0.21f, 1}, lit * (0.35f + 0.65f * v));
-                                  return Mix(c, color{0.13f, 0.13f, 0.24f, 1}, 0.55f * far);
-                              }));
+                    9, 1,
+                    [=](float u, float v) {
+                        const float a = 2 * kPi * u,
+                                    s = r * (1 - v) * (0.86f + 0.14f * std::cos(5 * a + F(i)));
+                        return vect3{x + s * std::cos(a), y + s * std::sin(a), z + low + tall * 0.34f * v};
+                    },
+                    [=](float u, float v) {
+                        // The moon stands to the right, behind.
+                        const float lit = Clamp01(0.35f + 0.65f * std::cos(2 * kPi * u - 0.6f));
+                        const color c = Mix(color{0.018f, 0.034f, 0.050f, 1}, color{0.10f, 0.15f, 0.21f, 1},
+                                            lit * (0.35f + 0.65f * v));
+                        return Mix(c, color{0.13f, 0.13f, 0.24f, 1}, 0.55f * far);
+                    }));
             }
         }
         stage_.Mesh(trees, outline_, stage_.Root());
@@ -112,7 +116,8 @@ class Meadow {
         std::vector<HierarchyNode*> bones{stage_.Node(stage_.Root(), {0, 0, 0})};
         for (int i = 0; i < kWinds; ++i)
             bones.push_back(stage_.Moving(stage_.Root(), Sampled<vect3>(0, kTo, kFrame, [i](float t) {
-                                              const float s = std::sin(1.7f * t - 0.9f * F(i)) + 0.4f * std::sin(4.1f * t + 1.7f * F(i));
+                                              const float s = std::sin(1.7f * t - 0.9f * F(i)) +
+                                                              0.4f * std::sin(4.1f * t + 1.7f * F(i));
                                               return vect3{0.10f * s, 0.03f * s, -0.012f * s * s};
                                           })));
         Random random(4);
@@ -122,15 +127,22 @@ class Meadow {
             const float far = random.Next(), y = -0.4f + 26 * far * far;
             const float x = random.Between(-1, 1) * (2.2f + 0.62f * (y + 1)) + 0.2f;
             const bool flower = i % 23 == 0;
-            if (y < (flower ? 3.2f : 2.0f) && std::abs(x - Eye(1.5f * (y + 1)).x) < (flower ? 0.9f : 0.3f)) continue;
-            const float tall = flower ? random.Between(0.7f, 1.0f) : random.Between(0.28f, 0.78f) * (0.8f + 0.5f * Noise(x * 0.5f, y * 0.5f, 64));
+            if (y < (flower ? 3.2f : 2.0f) && std::abs(x - Eye(1.5f * (y + 1)).x) < (flower ? 0.9f : 0.3f))
+                continue;
+            const float tall =
+                flower ? random.Between(0.7f, 1.0f)
+                       : random.Between(0.28f, 0.78f) * (0.8f + 0.5f * Noise(x * 0.5f, y * 0.5f, 64));
             const float half = flower ? 0.006f : random.Between(0.008f, 0.020f);
             const float lean = random.Between(-0.4f, 0.4f) * tall, turn = random.Between(-0.7f, 0.7f);
-            const vect3 foot{x, y, Height(x, y) - 0.02f}, side{std::cos(turn) * half, std::sin(turn) * half, 0};
+            const vect3 foot{x, y, Height(x, y) - 0.02f},
+                side{std::cos(turn) * half, std::sin(turn) * half, 0};
             const float light = random.Between(0.5f, 1.0f);
             const color root{0.012f, 0.026f, 0.030f, 1};
-            const color tip = Shade(Mix(color{0.22f, 0.40f, 0.27f, 1}, color{0.34f, 0.42f, 0.52f, 1}, random.Next()), light);
-            const auto wind = static_cast<u8>(1 + static_cast<int>(Clamp01(0.5f + 0.5f * Noise(x * 0.35f, y * 0.35f, 64)) * (kWinds - 0.01f)));
+            const color tip = Shade(
+                Mix(color{0.22f, 0.40f, 0.27f, 1}, color{0.34f, 0.42f, 0.52f, 1}, random.Next()), light);
+            const auto wind =
+                static_cast<u8>(1 + static_cast<int>(Clamp01(0.5f + 0.5f * Noise(x * 0.35f, y * 0.35f, 64)) *
+                                                     (kWinds - 0.01f)));
             const auto vertex = [&](const vect3& at, const color& c, float share) {
                 osm3d::VertexWeights w{};
                 w.bones[0] = wind;
@@ -138,7 +150,8 @@ class Meadow {
                 weights.push_back(w);
                 return grass.Vertex(at, c);
             };
-            const vect3 middle = foot + vect3{lean * 0.3f, 0, tall * 0.55f}, top = foot + vect3{lean, 0, tall};
+            const vect3 middle = foot + vect3{lean * 0.3f, 0, tall * 0.55f},
+                        top = foot + vect3{lean, 0, tall};
             const auto a = vertex(foot - side, root, 0), b = vertex(foot + side, root, 0);
             const auto c = vertex(middle + side * 0.8f, Mix(root, tip, 0.5f), 0.35f);
             const auto d = vertex(middle - side * 0.8f, Mix(root, tip, 0.5f), 0.35f);
@@ -152,14 +165,16 @@ class Meadow {
             std::array<std::uint32_t, 8> ring{};
             for (std::size_t k = 0; k < 8; ++k) {
                 const float angle = kPi / 4 * F(k), reach = k % 2 == 0 ? r : r * 0.55f;
-                ring[k] = vertex(top + vect3{reach * std::cos(angle), -0.01f, reach * std::sin(angle)}, petal, 1);
+                ring[k] =
+                    vertex(top + vect3{reach * std::cos(angle), -0.01f, reach * std::sin(angle)}, petal, 1);
             }
             for (std::size_t k = 0; k < 8; ++k) grass.Triangle(middle_of, ring[k], ring[(k + 1) % 8]);
         }
         Look look;
         look.lit = false;
         look.two_sided = true;
-        stage_.Skin(grass, weights, bones, std::vector<vect3>(bones.size(), vect3{0, 0, 0}), stage_.Material(look));
+        stage_.Skin(grass, weights, bones, std::vector<vect3>(bones.size(), vect3{0, 0, 0}),
+                    stage_.Material(look));
     }
 
     // Thin curtains of it, one behind the other.
@@ -214,7 +229,8 @@ class Meadow {
             const float p = random.Between(0, 6), q = random.Between(0, 6), fast = random.Between(0.7f, 1.5f);
             const auto place = [=](float t) {
                 return from + vect3{0.45f * std::sin(fast * t + p) + 0.10f * std::sin(3.3f * t + q),
-                                    0.35f * std::sin(fast * 0.8f * t + q), 0.22f * std::sin(fast * 1.3f * t + p + q)};
+                                    0.35f * std::sin(fast * 0.8f * t + q),
+                                    0.22f * std::sin(fast * 1.3f * t + p + q)};
             };
             const float size = random.Between(0.22f, 0.62f), beat = random.Between(1.5f, 2.8f);
             sparks.push_back({stage_.Moving(stage_.Root(), Sampled<vect3>(0, kTo, kFrame * 2, place)),

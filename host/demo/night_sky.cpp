@@ -33,14 +33,18 @@ float ToFace(float u, unsigned size) {
 }
 
 float Cloudy(const vect3& d, float scale, float seed, int octaves) {
-    return Fbm(d.x * scale + d.z * scale * 0.73f + seed, d.y * scale - d.z * scale * 0.41f + seed, 4096, octaves);
+    return Fbm(d.x * scale + d.z * scale * 0.73f + seed, d.y * scale - d.z * scale * 0.41f + seed, 4096,
+               octaves);
 }
 
-color Plus(const color& a, const color& b, float s) { return {a.r + b.r * s, a.g + b.g * s, a.b + b.b * s, 1}; }
+color Plus(const color& a, const color& b, float s) {
+    return {a.r + b.r * s, a.g + b.g * s, a.b + b.b * s, 1};
+}
 
 color Sky(const vect3& d, const color& horizon) {
     const float high = Clamp01(d.z);
-    color c = Mix(color{0.055f, 0.075f, 0.20f, 1}, color{0.012f, 0.020f, 0.075f, 1}, Smooth(0.1f, 0.9f, high));
+    color c =
+        Mix(color{0.055f, 0.075f, 0.20f, 1}, color{0.012f, 0.020f, 0.075f, 1}, Smooth(0.1f, 0.9f, high));
     c = Mix(horizon, c, std::pow(Clamp01(high * 2.1f), 0.55f));
     // A band of stars too far to tell apart, with dust in it.
     const vect3 pole = Normal({0.52f, -0.30f, 0.60f});
@@ -66,7 +70,8 @@ color Sky(const vect3& d, const color& horizon) {
 
 // Adds `c` to the pixel.
 void Light(Picture32& picture, int x, int y, const color& c, float s) {
-    if (x < 0 || y < 0 || x >= static_cast<int>(picture.width) || y >= static_cast<int>(picture.height)) return;
+    if (x < 0 || y < 0 || x >= static_cast<int>(picture.width) || y >= static_cast<int>(picture.height))
+        return;
     std::uint8_t* p =
         &picture.rgba[4 * (static_cast<std::size_t>(y) * picture.width + static_cast<std::size_t>(x))];
     const float channels[3] = {c.r, c.g, c.b};
@@ -95,12 +100,14 @@ void Stars(std::array<Picture32, 6>& faces, unsigned size, bool water) {
                 const float w = F(size);
                 const float px = ((fs + 1) / 2 * (1 - 2 / w) + 1 / w) * w - 0.5f;
                 const float py = ((ft + 1) / 2 * (1 - 2 / w) + 1 / w) * w - 0.5f;
-                const float spread = Mix(1.6f, 0.75f, bright);
+                const float spread = Mix(2.6f, 0.9f, bright);
                 for (int y = -2; y <= 2; ++y)
                     for (int x = -2; x <= 2; ++x) {
-                        const int ix = static_cast<int>(std::lround(px)) + x, iy = static_cast<int>(std::lround(py)) + y;
+                        const int ix = static_cast<int>(std::lround(px)) + x,
+                                  iy = static_cast<int>(std::lround(py)) + y;
                         const float dx = F(ix) - px, dy = F(iy) - py;
-                        Light(faces[face], ix, iy, tint, strength * (side < 0 ? 0.4f : 1) * std::exp(-(dx * dx + dy * dy) * spread));
+                        Light(faces[face], ix, iy, tint,
+                              strength * (side < 0 ? 0.4f : 1) * std::exp(-(dx * dx + dy * dy) * spread));
                     }
             }
         }

@@ -52,7 +52,8 @@ Shape Lathe(const std::vector<ProfilePoint>& profile, int segments);
 Shape Box(const vect3& low, const vect3& high);
 // A toothed wheel about z, `teeth` teeth, between the radii `root` and `tip`, with a round hole.
 Shape Gear(int teeth, float hole, float root, float tip, float thickness);
-// A flat piece: `outline` in x and y, which must not cross itself, between z = -thickness / 2 and thickness / 2.
+// A flat piece: `outline` in x and y, which must not cross itself, between z = -thickness / 2 and thickness
+// / 2.
 Shape Cutout(std::vector<UV> outline, float thickness);
 // A square from -1 to 1 in x and y that faces z, white.
 Shape Sprite(float half, const color& c);

@@ -177,9 +177,9 @@ void Stage::Skin(const Shape& shape, const std::vector<VertexWeights>& weights,
     geometry->uvSets = {shape.uvs};
     geometry->weights = weights;
     for (std::size_t i = 0; i + 2 < shape.indices.size(); i += 3)
-        geometry->triangles.push_back({{static_cast<u16>(shape.indices[i]),
-                                        static_cast<u16>(shape.indices[i + 1]),
-                                        static_cast<u16>(shape.indices[i + 2])}});
+        geometry->triangles.push_back(
+            {{static_cast<u16>(shape.indices[i]), static_cast<u16>(shape.indices[i + 1]),
+              static_cast<u16>(shape.indices[i + 2])}});
     auto* skin = new ModifierSkin();
     skin->bones = bones;
     for (const vect3& joint : joints) skin->offsets.push_back(MatrixTranslation(joint * -1.0f));
@@ -191,8 +191,8 @@ void Stage::Skin(const Shape& shape, const std::vector<VertexWeights>& weights,
     scene_->meshes.push_back(mesh);
 }
 
-osm3d::LightOmni* Stage::Light(HierarchyNode* node, ControllerBase<color>* diffuse, const color& specular, float range,
-                  float fall) {
+osm3d::LightOmni* Stage::Light(HierarchyNode* node, ControllerBase<color>* diffuse, const color& specular,
+                               float range, float fall) {
     auto* light = Make<LightOmni>();
     light->transformation = node;
     light->SetDiffuse(diffuse);

@@ -35,9 +35,7 @@ vect3 Eye(float time) {
     const float t = Eased(-1.5f, kWhaleShot + 1.5f, time);
     return Mix(vect3{2, -14, 10}, vect3{7, -6, 9.2f}, t);
 }
-vect3 Aim(float time) {
-    return WhaleAt(time - 0.2f) * 0.72f + vect3{1.2f, 10, 15.2f} * 0.28f;
-}
+vect3 Aim(float time) { return WhaleAt(time - 0.2f) * 0.72f + vect3{1.2f, 10, 15.2f} * 0.28f; }
 
 // --- Its shape ---------------------------------------------------------------------------------------------
 
@@ -110,7 +108,8 @@ Shape Fin(const vect3& root, const vect3& tip, const vect3& bow, float chord, fl
         front += osm3d::Dot(fin.normals[i], flat * osm3d::Dot(from, flat)) > 0 ? 1 : -1;
     }
     if (front < 0) {
-        for (std::size_t i = 0; i + 2 < fin.indices.size(); i += 3) std::swap(fin.indices[i], fin.indices[i + 1]);
+        for (std::size_t i = 0; i + 2 < fin.indices.size(); i += 3)
+            std::swap(fin.indices[i], fin.indices[i + 1]);
         for (vect3& n : fin.normals) n = n * -1.0f;
     }
     return fin;
@@ -120,7 +119,8 @@ Shape Fin(const vect3& root, const vect3& tip, const vect3& bow, float chord, fl
 Shape OtherSide(Shape shape) {
     for (vect3& p : shape.positions) p.y = -p.y;
     for (vect3& n : shape.normals) n.y = -n.y;
-    for (std::size_t i = 0; i + 2 < shape.indices.size(); i += 3) std::swap(shape.indices[i], shape.indices[i + 1]);
+    for (std::size_t i = 0; i + 2 < shape.indices.size(); i += 3)
+        std::swap(shape.indices[i], shape.indices[i + 1]);
     return shape;
 }
 
@@ -129,8 +129,8 @@ color Skin(float u, float v) {
     const float down = 0.5f - 0.5f * std::cos(2 * kPi * u);  // 0 the back, 1 the belly
     const float front = 1 - v;                               // in Surface's own coordinates 0 is the nose
     const float mottled = Fbm(u * 12, v * 20, 4096, 5);
-    color back = Mix(color{0.10f, 0.17f, 0.30f, 1}, color{0.20f, 0.32f, 0.48f, 1}, Clamp01(0.5f + mottled));
-    color pale = Mix(color{0.60f, 0.68f, 0.78f, 1}, color{0.80f, 0.84f, 0.90f, 1}, Clamp01(0.5f + mottled));
+    color back = Mix(color{0.12f, 0.17f, 0.25f, 1}, color{0.25f, 0.33f, 0.43f, 1}, Clamp01(0.5f + mottled));
+    color pale = Mix(color{0.50f, 0.58f, 0.68f, 1}, color{0.68f, 0.73f, 0.80f, 1}, Clamp01(0.5f + mottled));
     const float border = 0.60f + 0.10f * mottled + 0.30f * Smooth(0.35f, 0.8f, front);
     color c = Mix(back, pale, Smooth(border - 0.08f, border + 0.08f, down));
     // Furrows under the throat.
@@ -140,7 +140,8 @@ color Skin(float u, float v) {
     }
     // The line of the mouth, and the eye behind it.
     const float side = std::min(u, 1 - u), mouth = 0.255f + 0.035f * std::cos(front * 22);
-    if (front < 0.17f) c = Mix(color{0.03f, 0.04f, 0.08f, 1}, c, Smooth(0.004f, 0.010f, std::abs(side - mouth)));
+    if (front < 0.17f)
+        c = Mix(color{0.03f, 0.04f, 0.08f, 1}, c, Smooth(0.004f, 0.010f, std::abs(side - mouth)));
     const float ex = (front - 0.185f) * 14.6f, ey = (side - 0.250f) * 8.4f, er = std::hypot(ex, ey);
     c = Mix(color{0.02f, 0.02f, 0.04f, 1}, c, Smooth(0.07f, 0.10f, er));
     if (std::hypot(ex - 0.02f, ey + 0.03f) < 0.03f) c = {0.9f, 0.95f, 1, 1};
@@ -175,15 +176,15 @@ class Whale {
         glow_ = stage_.Picture(GlowPicture(1));
         Swimmer();
         Clouds();
-        MakeBeacon(stage_, {-34, 120, 3.5f}, eye_, glow_, 0.9f);
+        MakeBeacon(stage_, {-34, 120, -1}, eye_, glow_, 0.9f);
         Camera();
         const auto far = [&](const vect3& at, const color& c, const color& specular) {
             stage_.Light(stage_.Node(stage_.Root(), at), Still(c), specular, 1e6f, 0);
         };
-        far(kMoonWay * 2000, {0.75f, 0.82f, 1.05f, 1}, {0.6f, 0.7f, 0.9f, 1});
+        far(kMoonWay * 2000, {0.80f, 0.84f, 0.98f, 1}, {0.6f, 0.7f, 0.9f, 1});
         far({-900, -1500, 500}, {0.20f, 0.24f, 0.42f, 1}, {0, 0, 0, 1});
-        far({300, -200, -900}, {0.36f, 0.26f, 0.30f, 1}, {0, 0, 0, 1});
-        stage_.Ambient({0.16f, 0.19f, 0.34f, 1});
+        far({300, -200, -900}, {0.22f, 0.17f, 0.22f, 1}, {0, 0, 0, 1});
+        stage_.Ambient({0.20f, 0.21f, 0.31f, 1});
         stage_.Save(path);
     }
 
@@ -191,8 +192,10 @@ class Whale {
     void Swimmer() {
         Shape whale = Body();
         const UV dark{0.10f, 0.40f};
-        const Shape fin = Fin({3.1f, 1.10f, -0.55f}, {0.6f, 4.7f, -1.7f}, {0.55f, 0.15f, -0.15f}, 1.35f, 0.45f, 0.26f, dark);
-        const Shape fluke = Fin({-7.0f, 0.05f, 0.28f}, {-8.6f, 2.5f, 0.42f}, {0.40f, 0, 0.10f}, 1.5f, 0.35f, 0.22f, dark);
+        const Shape fin = Fin({3.1f, 1.10f, -0.55f}, {0.6f, 4.7f, -1.7f}, {0.55f, 0.15f, -0.15f}, 1.35f,
+                              0.45f, 0.26f, dark);
+        const Shape fluke =
+            Fin({-7.0f, 0.05f, 0.28f}, {-8.6f, 2.5f, 0.42f}, {0.40f, 0, 0.10f}, 1.5f, 0.35f, 0.22f, dark);
         const auto body_end = static_cast<std::uint32_t>(whale.positions.size());
         whale.Add(fin);
         const auto left_end = static_cast<std::uint32_t>(whale.positions.size());
@@ -216,7 +219,8 @@ class Whale {
         std::vector<HierarchyNode*> bones(joints.size());
         const auto bone = [&](std::size_t index, HierarchyNode* parent, const vect3& from,
                               const std::function<quat(float)>& turn) {
-            bones[index] = stage_.Moving(parent, Still(joints[index] - from), Sampled<quat>(kFrom, kTo, kFrame, turn));
+            bones[index] =
+                stage_.Moving(parent, Still(joints[index] - from), Sampled<quat>(kFrom, kTo, kFrame, turn));
         };
         // A wave that runs backwards and grows.
         const auto wave = [](float x, float strength) {
@@ -226,8 +230,8 @@ class Whale {
         };
         bone(kChest, way, {0, 0, 0}, wave(joints[kChest].x, 0.035f));
         for (int i = kChest - 1; i >= 0; --i)
-            bone(static_cast<std::size_t>(i), bones[static_cast<std::size_t>(i) + 1], joints[static_cast<std::size_t>(i) + 1],
-                 wave(along(i), -0.02f));
+            bone(static_cast<std::size_t>(i), bones[static_cast<std::size_t>(i) + 1],
+                 joints[static_cast<std::size_t>(i) + 1], wave(along(i), -0.02f));
         for (int i = kChest + 1; i < kSpine; ++i) {
             const auto at = static_cast<std::size_t>(i);
             bone(at, bones[at - 1], joints[at - 1], wave(along(i), 0.03f + 0.0105f * F(i - kChest)));
@@ -238,7 +242,7 @@ class Whale {
                 return [=](float t) {
                     const float s = std::sin(1.7f * t - late);
                     return Then(QuatFromAxisAngle({1, 0, 0}, side * (strength * s + 0.05f)),
-                                               QuatFromAxisAngle(kUp, side * sweep * std::cos(1.7f * t - late)));
+                                QuatFromAxisAngle(kUp, side * sweep * std::cos(1.7f * t - late)));
                 };
             };
             bone(first, bones[kChest], joints[kChest], flap(0.34f, 0, 0.10f));
@@ -284,15 +288,6 @@ class Whale {
         lights.alpha_op = 2;
         look.layers = {skin, lights};
         stage_.Skin(whale, weights, bones, joints, stage_.Material(look));
-
-        // Sparks in its wake.
-        Look spark;
-        spark.lit = false;
-        spark.blend = Blend::Add;
-        Layer layer;
-        layer.texture = glow_;
-        spark.layers = {layer};
-        spark_ = stage_.Material(spark);
     }
 
     void Clouds() {
@@ -305,11 +300,12 @@ class Whale {
             float height, tiling, speed, seed;
             color dark, light;
         };
-        const std::array<Deck, 3> decks{{{-3.0f, 26, 0.008f, 3, {0.16f, 0.15f, 0.28f, 1}, {0.42f, 0.44f, 0.64f, 1}},
-                                         {-0.8f, 34, 0.012f, 11, {0.22f, 0.20f, 0.36f, 1}, {0.58f, 0.60f, 0.80f, 1}},
-                                         {1.2f, 44, 0.017f, 23, {0.34f, 0.32f, 0.50f, 1}, {0.80f, 0.80f, 0.96f, 1}}}};
+        const std::array<Deck, 3> decks{
+            {{-16, 4.5f, 0.0012f, 3, {0.15f, 0.14f, 0.28f, 1}, {0.40f, 0.42f, 0.64f, 1}},
+             {-11, 6.5f, 0.002f, 11, {0.20f, 0.19f, 0.36f, 1}, {0.56f, 0.58f, 0.80f, 1}},
+             {-6, 9, 0.003f, 23, {0.34f, 0.33f, 0.52f, 1}, {0.82f, 0.82f, 0.98f, 1}}}};
         for (const Deck& deck : decks) {
-            const bool lowest = deck.height < -2;
+            const bool lowest = deck.height < -12;
             Layer layer;
             layer.texture = stage_.Picture(Painted(512, 512, [&](float u, float v) {
                 const float bend = 0.30f * Fbm(u * 5 + deck.seed, v * 5, 5, 3);
@@ -332,7 +328,8 @@ class Whale {
                 },
                 [](float u, float v) {
                     // Brighter under the moon; gone in the haze at the horizon.
-                    const float a = 2 * kPi * u, under = 0.5f + 0.5f * std::cos(a - std::atan2(kMoonWay.y, kMoonWay.x));
+                    const float a = 2 * kPi * u,
+                                under = 0.5f + 0.5f * std::cos(a - std::atan2(kMoonWay.y, kMoonWay.x));
                     const float s = Mix(0.72f, 1.05f, under * under);
                     return color{s, s, s, 1 - Smooth(0.45f, 0.95f, v)};
                 });
@@ -351,7 +348,6 @@ class Whale {
     Stage stage_;
     HierarchyNode* eye_ = nullptr;
     Texture* glow_ = nullptr;
-    osm3d::Material* spark_ = nullptr;
 };
 
 }  // namespace
