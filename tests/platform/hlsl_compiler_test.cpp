@@ -2,8 +2,10 @@
 // where.
 #include <algorithm>
 #include <cstdlib>
+#include <random>
 
 #include "platform/device_fixture.h"
+#include "platform/gl/hlsl_scan.h"
 #include "platform/gl/isolated.h"
 #include "platform/gl/shader_container.h"
 #include "platform/shader_compiler.h"
@@ -339,6 +341,31 @@ float4 plain() : COLOR { return texCUBE(Other, Direction); }
     for (DWORD i = 0; i < 2; ++i) device->SetTexture(i, nullptr);
 }
 
+TEST_F(HlslCompiler, FogAndPointSizeOfVertexFunctions) {
+    const char* const text =
+        "float4 amounts; void vs(inout float4 p : POSITION, out float fog : FOG, out float size : PSIZE,"
+        " out float4 c : COLOR0) { fog = amounts.x; size = amounts.y; c = 1; }";
+    UseVertex(text);
+    SetVertexF("amounts", {0.4f, 5, 9, 9});
+    device->SetRenderState(D3DRS_FOGENABLE, TRUE);
+    device->SetRenderState(D3DRS_FOGCOLOR, 0xff0000ff);
+    EXPECT_EQ(0xff6666ffu, Drawn());  // 0.4 of white, the rest blue
+    device->SetRenderState(D3DRS_FOGENABLE, FALSE);
+
+    // A point of 5 pixels around the middle of pixel 8, 8.
+    const float point[3] = {0, 0, 0.5f};  // pixel centres lie on whole coordinates
+    device->Clear(0, nullptr, D3DCLEAR_TARGET, 0xff000000, 1, 0);
+    device->SetFVF(D3DFVF_XYZ);
+    device->DrawPrimitiveUP(D3DPT_POINTLIST, 1, point, 12);
+    const std::vector<u32> pixels = Read(target);
+    for (u32 y = 0; y < 16; ++y) {
+        for (u32 x = 0; x < 16; ++x) {
+            const bool inside = x >= 6 && x <= 10 && y >= 6 && y <= 10;
+            EXPECT_EQ(inside ? 0xffffffffu : 0xff000000u, pixels[y * 16 + x]) << x << ", " << y;
+        }
+    }
+}
+
 TEST_F(HlslCompiler, FunctionsOfTheLanguage) {
     // Each is 0.2, 0.4, 0.6, 1 by the language's own rules.
     for (const char* value : {
@@ -461,6 +488,50 @@ TEST_F(HlslCompiler, HostileTextEndsWithAMessage) {
         EXPECT_FALSE(CompileShader({text, "ps", "ps_2_0"}, out, messages)) << text.substr(0, 60);
         EXPECT_FALSE(messages.empty());
     }
+}
+
+// The scan runs in this process, on whatever a file holds.
+TEST(HlslScan, BrokenTextsEndWithAMessageOrKeepTheirLines) {
+    const std::string text = R"(
+struct In { float4 place : POSITION; float2 at[2] : TEXCOORD0; }; /* lines
+stay */ uniform row_major float4x4 m : WORLD, n[3] : register(vs, c4) = { 1, 2 };
+sampler2D flat : register(s1); sampler sky; static const int kCount = 3; typedef float4 Color;
+vector<float, 4> v; struct { float3 a; matrix<float, 3, 3> b; } light[2];
+[unroll] static float4 help(in float4 a, inout float b[kCount], uniform float c = 2) { return texCUBE(sky, a); }
+Color ps(In i, const float4 c : COLOR) : COLOR { float4x4 k = m; if (c.x < 1) { return help(i.place, v); } return k[1]; }
+)";
+    const std::string marks = "(){}[];:,.=<>/*#\"\n 0ax";
+    std::mt19937 random(7);
+    u32 whole = 0;
+    for (int round = 0; round < 20000; ++round) {
+        std::string broken = text;
+        for (auto i = 1 + random() % 3; i > 0 && !broken.empty(); --i) {
+            const std::size_t at = random() % broken.size(), length = 1 + random() % 12;
+            switch (random() % 4) {
+                case 0:
+                    broken.erase(at, length);
+                    break;
+                case 1:
+                    broken.insert(at, broken.substr(random() % broken.size(), length));
+                    break;
+                case 2:
+                    broken.resize(at + 1);
+                    break;
+                default:
+                    broken[at] = marks[random() % marks.size()];
+            }
+        }
+        gl::HlslScan scan;
+        std::vector<CompileMessage> messages;
+        const bool good = gl::ScanHlsl(broken, "ps", false, scan, messages);
+        ASSERT_EQ(good, messages.empty()) << broken;
+        if (!good) continue;
+        ++whole;
+        ASSERT_EQ(std::count(broken.begin(), broken.end(), '\n'),
+                  std::count(scan.text.begin(), scan.text.end(), '\n'))
+            << broken;
+    }
+    EXPECT_GT(whole, 100u);
 }
 
 TEST(Isolated, WhatBreaksThereDoesNotBreakHere) {
