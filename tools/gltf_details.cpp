@@ -266,9 +266,9 @@ class GltfDetails::Document {
                       std::vector<Key>& keys) {
         constexpr double kMostSteps = 100000;
         if (!(span > 0)) return;
-        const double steps = std::min(std::ceil(span * rate - 1e-6), kMostSteps);
-        for (double step = 1; step < steps; ++step) {
-            const double t = step / steps, t2 = t * t, t3 = t2 * t;
+        const auto steps = static_cast<int>(std::min(std::ceil(span * rate - 1e-6), kMostSteps));
+        for (int step = 1; step < steps; ++step) {
+            const double t = static_cast<double>(step) / steps, t2 = t * t, t3 = t2 * t;
             Key key{time + span * t, {}};
             for (std::size_t k = 0; k < 4; ++k)
                 key.value[k] = (2 * t3 - 3 * t2 + 1) * corners[0][k] +

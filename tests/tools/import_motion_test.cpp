@@ -220,9 +220,9 @@ TEST_F(Om2ImportMotion, AnimationsAreListedAndPickedByNameOrNumber) {
             << summary;
     }
     // "jump" is the last part of two names.
+    const std::string into = " -o " + folder.File("x.om2") + " --animation ";
     for (const std::string wrong : {"jump", "4", "0", "fly"}) {
-        const Outcome refused =
-            Run("import " + model + " -o " + folder.File("x.om2") + " --animation " + wrong);
+        const Outcome refused = Run("import " + model + into + wrong);
         EXPECT_EQ(refused.status, 1);
         EXPECT_EQ(std::count(refused.error.begin(), refused.error.end(), '\n'), 1) << refused.error;
         EXPECT_NE(refused.error.find("it has 1 \"Rig_Walk\", 2 \"Rig_Jump\", 3 \"Rig|Walk|jump\""),
