@@ -2,16 +2,24 @@
 #include <gtest/gtest.h>
 #include <png.h>
 
+#include <algorithm>
 #include <cmath>
 #include <filesystem>
 #include <map>
+#include <set>
 
+#include "geometry/mesh_simple.h"
+#include "night_sky.h"
 #include "picture.h"
 #include "png_file.h"
+#include "render/material_fx.h"
+#include "render/scene_renderer_dof.h"
+#include "scene/atmospheric.h"
 #include "scene/camera.h"
 #include "scene/scene_file.h"
 #include "scene/scene_hierarchy.h"
 #include "shape.h"
+#include "support/picture_device.h"
 #include "support/run_program.h"
 #include "terrain.h"
 
@@ -34,12 +42,14 @@ void CountFaces(const Shape& shape, int& front, int& back) {
 }
 
 TEST(DemoShapes, FaceWhereTheirNormalsPoint) {
-    const std::map<std::string, Shape> shapes{{"sphere", Sphere(2, 16, 9)},
-                                              {"torus", Torus(3, 0.5f, 16, 8)},
-                                              {"box", Box({-1, -2, -3}, {1, 2, 3})},
-                                              {"gear", Gear(12, 1, 2, 2.3f, 0.5f)},
-                                              {"lathe", Lathe({{2, 0}, {1, 1}, {1, 3}, {0.1f, 4}}, 12)},
-                                              {"ground", GroundShape(40)}};
+    const std::map<std::string, Shape> shapes{
+        {"sphere", Sphere(2, 16, 9)},
+        {"torus", Torus(3, 0.5f, 16, 8)},
+        {"box", Box({-1, -2, -3}, {1, 2, 3})},
+        {"gear", Gear(12, 1, 2, 2.3f, 0.5f)},
+        {"lathe", Lathe({{2, 0}, {1, 1}, {1, 3}, {0.1f, 4}}, 12)},
+        {"cutout", Cutout({{0, 0}, {2, 0}, {2, 2}, {1, 0.5f}, {0, 2}}, 0.2f)},
+        {"ground", GroundShape(40)}};
     for (const auto& [name, shape] : shapes) {
         int front = 0, back = 0;
         CountFaces(shape, front, back);
@@ -74,6 +84,63 @@ TEST(DemoShapes, MoveWithTheirNormals) {
     int front = 0, back = 0;
     CountFaces(moved, front, back);
     EXPECT_EQ(back, 0);
+}
+
+TEST(DemoShapes, CutoutsCoverTheirOutlineOnce) {
+    // A square with a notch: 4 less a triangle of 2 by 1.5, halved; either way round.
+    std::vector<UV> outline{{0, 0}, {2, 0}, {2, 2}, {1, 0.5f}, {0, 2}};
+    for (int turn = 0; turn < 2; ++turn) {
+        const Shape shape = Cutout(outline, 0.5f);
+        float front = 0, all = 0;
+        for (std::size_t i = 0; i < shape.indices.size(); i += 3) {
+            const vect3 &a = shape.positions[shape.indices[i]], &b = shape.positions[shape.indices[i + 1]],
+                        &c = shape.positions[shape.indices[i + 2]];
+            const float area = Length(osm3d::Cross(b - a, c - a)) / 2;
+            if (shape.normals[shape.indices[i]].z > 0.5f) front += area;
+            all += osm3d::Dot(a, osm3d::Cross(b, c)) / 6;
+        }
+        EXPECT_NEAR(front, 2.5f, 1e-5f);
+        EXPECT_NEAR(all, 2.5f * 0.5f, 1e-5f);  // the volume, so it is closed and looks outwards
+        std::reverse(outline.begin(), outline.end());
+    }
+}
+
+TEST(DemoShapes, OneRotationThenAnother) {
+    const vect3 x{1, 0, 0};
+    Shape point;
+    point.Vertex(x, x, {0, 0});
+    Shape moved;
+    // About z to +y, then about x to +z.
+    moved.Add(point, Placed({0, 0, 0},
+                            Then(osm3d::QuatFromAxisAngle({0, 0, 1}, kPi / 2),
+                                 osm3d::QuatFromAxisAngle({1, 0, 0}, kPi / 2)),
+                            1));
+    EXPECT_LT(Length(moved.positions[0] - vect3{0, 0, 1}), 1e-5f);
+}
+
+TEST(DemoPictures, TheFacesOfTheSkyMeet) {
+    constexpr std::size_t kSize = 256, kLast = kSize - 2;  // a face's outermost texels are beyond its border
+    const auto sky = NightSky(kSize, {0.2f, 0.2f, 0.3f, 1}, false);
+    // Half of the steps from face to face are no larger; the others may have a star in them.
+    const auto middle = [](std::vector<int> steps) {
+        std::nth_element(steps.begin(), steps.begin() + steps.size() / 2, steps.end());
+        return steps[steps.size() / 2];
+    };
+    std::vector<int> down, over, astray;
+    const auto at = [&](std::size_t face, std::size_t x, std::size_t y, std::size_t c) {
+        return int{sky[face].rgba[4 * (y * kSize + x) + c]};
+    };
+    for (std::size_t i = 1; i <= kLast; ++i)
+        for (std::size_t c = 0; c < 3; ++c) {
+            // +y ends to the right where +x begins to the left: z goes down in both.
+            over.push_back(std::abs(at(5, kLast, i, c) - at(3, 1, i, c)));
+            astray.push_back(std::abs(at(5, kLast, i, c) - at(3, 1, kSize - 1 - i, c)));
+            // +z ends to the right where +x begins at the top: y goes down there and to the left here.
+            down.push_back(std::abs(at(0, kLast, i, c) - at(3, kSize - 1 - i, 1, c)));
+        }
+    EXPECT_LE(middle(over), 2);
+    EXPECT_LE(middle(down), 2);
+    EXPECT_GE(middle(astray), 4);
 }
 
 TEST(DemoPictures, NoiseRepeatsAtItsPeriodAndStaysInBounds) {
@@ -147,34 +214,100 @@ TEST(ContactSheet, LaysPicturesOutRowByRow) {
     EXPECT_EQ(test_support::Run(program, "", folder.path).status, 2);
 }
 
-TEST(MakeDemo, MakesScenesThatPlayAndFramesWithSomethingOnThem) {
-    TempFolder folder;
+// The demo's input as make_demo and demo.sh lay it out.
+void MakeInput(const TempFolder& folder) {
     ASSERT_EQ(test_support::Run(OSM_BINARY_DIR "/bin/make_demo", folder.File("in"), folder.path).status, 0);
-    const std::map<std::string, std::size_t> cameras{{"island", 3}, {"clockwork", 2}};
-    for (const auto& [name, count] : cameras) {
+    for (const char* file : {"demo.xml", "glass.fx"})
+        std::filesystem::copy(std::string(OSM_SOURCE_DIR "/host/demo/") + file,
+                              folder.File(std::string("in/") + file));
+}
+
+// Takes out of a scene what its shot is there to show.
+void TakeOut(osm3d::SceneHierarchy& scene, const std::string& name) {
+    if (name == "meadow") scene.atmosphericsAfter.clear();
+    if (name == "shadow_hall" || name == "mirror_hall" || name == "jetty") scene.renderers.clear();
+    for (osm3d::Mesh* mesh : scene.meshes) {
+        auto* simple = dynamic_cast<osm3d::MeshSimple*>(mesh);
+        const bool effect = dynamic_cast<osm3d::MaterialFX*>(mesh->GetMaterial()) != nullptr;
+        if ((name == "floats" && effect) || (name == "whale" && simple && simple->GetStack()))
+            mesh->SetHidden(true);
+    }
+}
+
+TEST(MakeDemo, EachShotShowsWhatItIsThereToShow) {
+    TempFolder folder;
+    MakeInput(folder);
+    struct Shot {
+        const char* name;
+        std::size_t cameras;
+        float time;        // key units
+        double different;  // share of the picture, at least, that is another without the shot's subject
+    };
+    for (const Shot& shot :
+         {Shot{"island", 3, 300, 0}, Shot{"clockwork", 2, 1100, 0}, Shot{"shadow_hall", 1, 250, 0.15},
+          Shot{"mirror_hall", 1, 150, 0.25}, Shot{"floats", 1, 150, 0.10}, Shot{"whale", 1, 320, 0.05},
+          Shot{"meadow", 1, 150, 0.01}, Shot{"jetty", 1, 40, 0.08}}) {
+        SCOPED_TRACE(shot.name);
+        support::PictureDevice device(160, 120);
         osmio::ObjectGraph graph;
         osm3d::SceneHierarchy* scene = nullptr;
         std::string reason;
-        ASSERT_TRUE(osm3d::LoadSceneFile(folder.File("in/" + name + ".om2"), graph, scene, reason)) << reason;
-        EXPECT_EQ(scene->cameras.size(), count);
+        ASSERT_TRUE(
+            osm3d::LoadSceneFile(folder.File("in/" + std::string(shot.name) + ".om2"), graph, scene, reason))
+            << reason;
+        EXPECT_EQ(scene->cameras.size(), shot.cameras);
         // At most as many lights as a device has, or the last ones would be dropped.
         EXPECT_LE(scene->lights.size(), 8u);
+        scene->LoadResources();
+        for (osm3d::Material* material : scene->materials) {
+            const auto* effect = dynamic_cast<osm3d::MaterialFX*>(material);
+            EXPECT_TRUE(!effect || effect->IsReady()) << effect->GetLoadError();
+        }
+        for (osm3d::SceneRenderer* renderer : scene->renderers) {
+            const auto* focus = dynamic_cast<osm3d::SceneRendererDOF*>(renderer);
+            EXPECT_TRUE(!focus || focus->IsReady());
+        }
+        const auto picture = [&] {
+            // Twice, as some layers follow the view of the picture before.
+            for (int i = 0; i < 2; ++i)
+                device.Frame([&] {
+                    scene->Update(shot.time);
+                    scene->ClearBackground(shot.time);
+                    scene->Render();
+                });
+            std::vector<u32> pixels;
+            for (u32 y = 0; y < device.Height(); ++y)
+                for (u32 x = 0; x < device.Width(); ++x) pixels.push_back(device.At(x, y));
+            return pixels;
+        };
+        const std::vector<u32> whole = picture();
+        EXPECT_GT(std::set<u32>(whole.begin(), whole.end()).size(), 500u);
+        TakeOut(*scene, shot.name);
+        const std::vector<u32> without = picture();
+        std::size_t different = 0;
+        for (std::size_t i = 0; i < whole.size(); ++i)
+            different += support::Alike(whole[i], without[i], 16) ? 0 : 1;
+        EXPECT_GE(static_cast<double>(different), shot.different * static_cast<double>(whole.size()));
     }
-    std::filesystem::copy(OSM_SOURCE_DIR "/host/demo/demo.xml", folder.File("in/demo.xml"));
-    const auto frames = [&](const std::string& range, const std::string& to) {
-        return test_support::Run(OSM_BINARY_DIR "/bin/osmplay",
-                                 "render " + folder.File("in/demo.xml") + " --size 160x120 --frames " +
-                                     range + " -o " + folder.File(to),
-                                 folder.path)
-            .status;
-    };
-    ASSERT_EQ(frames("90:92", "sea"), 0);
-    ASSERT_EQ(frames("340:341", "clockwork"), 0);
+}
+
+TEST(MakeDemo, FramesOfTheProjectHaveSomethingOnThem) {
+    TempFolder folder;
+    MakeInput(folder);
     std::map<std::string, std::uintmax_t> sizes;
-    for (const char* to : {"sea", "clockwork"})
-        for (const auto& entry : std::filesystem::directory_iterator(folder.File(to)))
+    // One of each scene, in the middle of its shots.
+    for (const int frame : {90, 340, 540, 650, 755, 890, 1020, 1110, 1250}) {
+        const std::string to = folder.File("f" + std::to_string(frame));
+        ASSERT_EQ(test_support::Run(OSM_BINARY_DIR "/bin/osmplay",
+                                    "render " + folder.File("in/demo.xml") + " --size 160x120 --frames " +
+                                        std::to_string(frame) + ":" + std::to_string(frame + 1) + " -o " + to,
+                                    folder.path)
+                      .status,
+                  0);
+        for (const auto& entry : std::filesystem::directory_iterator(to))
             sizes[entry.path().string()] = entry.file_size();
-    EXPECT_EQ(sizes.size(), 3u);
+    }
+    EXPECT_EQ(sizes.size(), 9u);
     // A picture of one colour packs to a few hundred bytes.
     for (const auto& [path, size] : sizes) EXPECT_GT(size, 5000u) << path;
 }
