@@ -1,8 +1,10 @@
 #include "fxutil/effect.h"
 
 #include <cstdio>
+#include <filesystem>
 #include <memory>
 #include <string>
+#include <system_error>
 #include <utility>
 #include <vector>
 
@@ -80,7 +82,12 @@ HRESULT D3DXCreateEffectFromFileA(IDirect3DDevice9* device, LPCSTR file, const D
     if (!Begin(device, include, pool, effect, errors) || !file) return D3DERR_INVALIDCALL;
     std::string text;
     bool read = false;
-    if (const std::unique_ptr<std::FILE, int (*)(std::FILE*)> in{std::fopen(file, "rb"), std::fclose}) {
+    // A name may be that of a pipe, which would be waited for.
+    std::error_code error;
+    const bool regular = std::filesystem::is_regular_file(file, error);
+    const std::unique_ptr<std::FILE, int (*)(std::FILE*)> in{regular ? std::fopen(file, "rb") : nullptr,
+                                                             std::fclose};
+    if (in) {
         char part[4096];
         std::size_t got = 0;
         // One byte too many tells that the text is too long.

@@ -112,6 +112,7 @@ void MaterialFX::Load() {
 
     if (FAILED(compiled) || !effect) {
         if (errors) loadError = static_cast<const char*>(errors->GetBufferPointer());
+        loadError.resize(loadError.find_last_not_of('\n') + 1);
         if (loadError.empty()) Complain("the effect's text cannot be read");
         return;
     }

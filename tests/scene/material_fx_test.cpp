@@ -369,6 +369,7 @@ TEST_F(MaterialFXPicture, WhatCannotBeLoadedSaysWhyAndDrawsNothing) {
         material.Load();
         EXPECT_FALSE(material.IsReady());
         EXPECT_NE(material.GetLoadError(), "");
+        EXPECT_NE(material.GetLoadError().back(), '\n');
         EXPECT_EQ(material.GetLoadError().substr(0, reason.size()), reason);
         EXPECT_NE(debug.heard.find(reason), std::string::npos) << debug.heard;
         material.UseTechnique("t");
