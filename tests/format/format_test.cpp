@@ -286,6 +286,54 @@ TEST_F(FormatTest, AShadowFallsOnWhatTheLightDoesNotReach) {
     for (const int y : {240 - 50, 240 + 50}) EXPECT_TRUE(Shows(p, 320 - 72, y, {255, 255, 255}));
 }
 
+// At a focus of 400 / 99, the depth of what stands 5 before the camera, the red quad is sharp: around it is
+// nothing but the halo of what lies behind. The white one, 50 before the camera, has no sharp edge: a unit
+// is 4.8 pixels there, so that it would reach from 416 to 512.
+TEST_F(FormatTest, OutOfFocusEdgesAreSoft) {
+    SceneFile s;
+    s.Mesh(Colored(om2::Quad(-2, -1, 0, 1), {1, 0, 0, 1}), s.Null(), s.Null());
+    s.Mesh(Colored(om2::Quad(20, -10, 40, 10, -45), {1, 1, 1, 1}), s.Null(), s.Null());
+    s.renderers.push_back([&] {
+        s.file.Chunk("SRDF", 1, [&] {
+            s.file.I32(1);
+            s.file.Ref(s.camera);
+            s.file.Null();
+            s.file.ConstFloat(400.0f / 99);
+        });
+    });
+    const host::Picture p = Show(s.Bytes());
+    EXPECT_TRUE(Covers(p, {255, 0, 0}, 320 - 96, 240 - 48, 320, 240 + 48));
+    EXPECT_TRUE(Shows(p, 464, 240, {255, 255, 255}, 2));
+    for (const int x : {415, 512}) {
+        EXPECT_GT(At(p, x, 240).g, 20) << x;
+        EXPECT_LT(At(p, x, 240).g, 235) << x;
+    }
+    for (const int x : {404, 524}) EXPECT_TRUE(Shows(p, x, 240, {0, 0, 0})) << x;
+}
+
+TEST_F(FormatTest, AnEffectTextBesideTheSceneDrawsAMaterial) {
+    const std::string text =
+        "float4x4 All : WORLDVIEWPROJECTION;\n"
+        "float4 Tint = { 0.0f, 1.0f, 1.0f, 1.0f };\n"
+        "float4 Place(float4 at : POSITION) : POSITION { return mul(at, All); }\n"
+        "float4 Shade() : COLOR { return Tint; }\n"
+        "technique flat { pass p { VertexShader = compile vs_1_1 Place(); PixelShader = compile ps_1_1 "
+        "Shade(); "
+        "} }\n";
+    const std::string file = Save({text.begin(), text.end()}, "flat.fx");
+    SceneFile s;
+    int material = -1;
+    s.materials.push_back([&] {
+        material = s.file.Chunk("MTFX", 1, [&] {
+            s.file.String(file);
+            s.file.Null();
+        });
+    });
+    s.Mesh(om2::Quad(-1, -1, 1, 1), s.Ref(material), [&] { s.file.Placement({2, 1, 0}); });
+    const host::Picture p = Show(s.Bytes());
+    EXPECT_TRUE(Covers(p, {0, 255, 255}, 320 + 48, 240 - 96, 320 + 144, 240));
+}
+
 TEST_F(FormatTest, APartOfACompositeTakesTheMaterialOfItsAttribute) {
     SceneFile s;
     int red = -1, green = -1, composite = -1;

@@ -7,6 +7,7 @@
 
 #include "driver/driver.h"
 #include "effects/simple_effects.h"
+#include "fuzz/play_effect.h"
 #include "material/texture.h"
 #include "platform/system/system.h"
 
@@ -43,11 +44,13 @@ void PlayOnce(Effect& effect) {
 Playground::Playground() : system_(support::kNullDevice), window_(640, 480), folder_(ScratchFolder()) {
     platform::SetMessageBoxHandler([](const std::string&, const std::string&, u32) {});
     platform::SetDebugStringHandler([](const std::string&) {});
+    platform::SetShaderCompiler(MadeUpCompiler());
     Playback().Start(window_.Handle(), nullptr, 640, 480, 32, true, 0);
 }
 
 Playground::~Playground() {
     Playback().Stop();
+    platform::SetShaderCompiler(nullptr);
     platform::SetDebugStringHandler(nullptr);
     platform::SetMessageBoxHandler(nullptr);
     fs::remove_all(folder_);

@@ -84,6 +84,8 @@ void SetAndReadAll(ID3DXEffect& effect, IDirect3DTexture9* texture) {
 
 }  // namespace
 
+platform::ShaderCompiler MadeUpCompiler() { return MadeUp; }
+
 EffectPlayground::EffectPlayground(bool real_compiler) : system_({.keep_calls = false, .exact_locks = true}) {
     platform::SetDebugStringHandler([](const std::string&) {});
     if (!real_compiler) platform::SetShaderCompiler(MadeUp);

@@ -140,10 +140,49 @@ inline Bytes ReflectedScene(bool shadows) {
     return s.Bytes();
 }
 
+// Effect materials, one of them around a composite, drawn with depth of field. The text is one that is there.
+inline Bytes FocusedScene() {
+    om2::SceneFile s;
+    om2::File& f = s.file;
+    int inner = -1, effect = -1, around = -1;
+    s.Glowing(inner, {1, 1, 1, 1});
+    const auto fx = [&](int& id, const om2::Body& under) {
+        id = f.Chunk("MTFX", 1, [&] {
+            f.String(OSM_SOURCE_DIR "/data/depth_of_field.fx");
+            under();
+        });
+    };
+    s.materials.push_back([&] { fx(effect, s.Ref(inner)); });
+    s.materials.push_back([&] {
+        fx(around, [&] {
+            f.Chunk("MTCP", 1, [&] {
+                f.I32(2);
+                f.Ref(effect);
+                f.Ref(inner);
+            });
+        });
+    });
+    s.Mesh(om2::Quad(-1, -1, 1, 1), s.Ref(effect), s.Null());
+    s.Mesh(om2::Quad(-3, -1, -1, 1, -2), s.Ref(around), s.Null());
+    s.renderers.push_back([&] {
+        f.Chunk("SRDF", 1, [&] {
+            f.I32(2);
+            f.Ref(s.camera);
+            f.ConstFloat(2);
+            f.LinearFloat({{0, 1}, {100, 9}});
+            f.Null();
+            f.Null();
+            f.Null();
+        });
+    });
+    return s.Bytes();
+}
+
 inline std::vector<Seed> SceneSeeds() {
     return {{"rich", ".om2", om2::RichScene()},         {"drawn", ".om2", DrawnScene()},
             {"skinned", ".om2", om2::SkinnedScene()},   {"sky", ".om2", SkyScene()},
-            {"mirrors", ".om2", ReflectedScene(false)}, {"shadows", ".om2", ReflectedScene(true)}};
+            {"mirrors", ".om2", ReflectedScene(false)}, {"shadows", ".om2", ReflectedScene(true)},
+            {"focused", ".om2", FocusedScene()}};
 }
 
 // The image files that the tests of the image readers use.

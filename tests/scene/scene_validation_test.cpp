@@ -329,6 +329,24 @@ std::vector<RefusedCase> RefusedCases() {
              w.parts.lights = w.List({w.Light(w.Color(), w.List({w.Null()}))});
              w.parts.renderers = w.List({w.Chunk("SRSW", {})});
          }},
+        {"EffectInsideItself", "material 0: a material contains itself",
+         [](Whole& w) {
+             w.parts.materials = w.List({w.Chunk("MTFX", {w.Byte('x'), w.Byte(0), w.Around(0)})});
+         }},
+        {"EffectAroundABadMaterial", "material 0: an effect's inner material",
+         [](Whole& w) {
+             w.parts.materials = w.List({w.Chunk("MTFX", {w.Byte(0), w.BadMaterial()})});
+         }},
+        {"EffectThroughAComposite", "material 0: a material contains itself",
+         [](Whole& w) {
+             const om2::Body inner = w.Chunk("MTCP", {w.List({w.Null(), w.Around(1)})});
+             w.parts.materials = w.List({w.Chunk("MTFX", {w.Byte(0), inner})});
+         }},
+        {"FocusWithoutKeys", "scene renderer 0",
+         [](Whole& w) {
+             const om2::Body keyless = [&w] { w.f.LinearFloat({}); };
+             w.parts.renderers = w.List({w.Chunk("SRDF", {w.Word(1), w.Null(), w.Null(), keyless})});
+         }},
         {"RenderersWithoutACamera", "no camera",
          [](Whole& w) {
              w.parts = {};
@@ -376,6 +394,12 @@ TEST(SceneFile, WholeSceneAndItsOddCornersAreAccepted) {
          [](Whole& w) {
              const om2::Body twice = w.Chunk("SRMR", {w.Word(2), w.LastMesh(), w.LastMesh()});
              w.parts.renderers = w.List({twice, w.Chunk("SRMR", {w.Word(0)}), w.Chunk("SRSW", {})});
+         }},
+        {"effects in effects, and a focus for no camera",
+         [](Whole& w) {
+             const om2::Body inner = w.Chunk("MTFX", {w.Byte(0), [&w] { w.f.Material({}); }});
+             w.parts.materials = w.List({w.Chunk("MTFX", {w.Byte(0), inner})});
+             w.parts.renderers = w.List({w.Chunk("SRDF", {w.Word(1), w.Null(), w.Null(), w.Null()})});
          }},
         {"background without a mode", [](Whole& w) { w.parts.background = w.Chunk("ATBG", {w.Byte(0)}); }},
         {"nothing but a root", [](Whole& w) { w.parts = {}; }},
