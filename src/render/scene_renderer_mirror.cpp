@@ -5,6 +5,7 @@
 #include "geometry/mesh.h"
 #include "io/stream.h"
 #include "render/context.h"
+#include "scene/atmospheric.h"
 #include "scene/camera.h"
 #include "scene/frustum.h"
 #include "scene/object_list.h"
@@ -104,8 +105,16 @@ void SceneRendererMirror::Render(SceneHierarchy* scene, Camera* camera) {
     for (std::size_t i = 0; i < mirrors.size(); ++i) {
         Mesh& mirror = *mirrors[i];
         Mark(mirror, i > 0);
+        const plane surface = MirrorPlane(mirror);
+        matrix reflectedView = PlaneReflection(surface);
+        D3DXMatrixMultiply(&reflectedView, &reflectedView, &camera->GetView());
+        // A sky is reflected like all else. Other backgrounds do not look at the view.
+        const auto* background = dynamic_cast<const AtmosphericBackground*>(scene->background);
+        if (background != nullptr && background->GetClearMode() == AtmosphericBackground::kCube) {
+            context->SetView(reflectedView);
+        }
         ClearMarked(*scene);
-        DrawReflected(*scene, mirror, camera->GetView(), camera->GetProjection());
+        DrawReflected(*scene, mirror, surface, reflectedView, camera->GetProjection());
         context->SetView(camera->GetView());
         DrawOverlay(mirror);
     }
@@ -140,12 +149,8 @@ void SceneRendererMirror::ClearMarked(SceneHierarchy& scene) {
     context->ClearForcedRenderState();
 }
 
-void SceneRendererMirror::DrawReflected(SceneHierarchy& scene, Mesh& mirror, const matrix& view,
-                                        const matrix& projection) {
-    const plane surface = MirrorPlane(mirror);
-    const matrix reflect = PlaneReflection(surface);
-    matrix reflectedView;
-    D3DXMatrixMultiply(&reflectedView, &reflect, &view);
+void SceneRendererMirror::DrawReflected(SceneHierarchy& scene, Mesh& mirror, const plane& surface,
+                                        const matrix& reflectedView, const matrix& projection) {
     context->SetView(reflectedView);
     matrix seen;
     D3DXMatrixMultiply(&seen, &reflectedView, &projection);

@@ -47,7 +47,8 @@ class SceneRendererMirror : public SceneRenderer {
     void Exclude(bool excluded);
     void Mark(Mesh& mirror, bool clearFirst);
     void ClearMarked(SceneHierarchy& scene);
-    void DrawReflected(SceneHierarchy& scene, Mesh& mirror, const matrix& view, const matrix& projection);
+    void DrawReflected(SceneHierarchy& scene, Mesh& mirror, const plane& surface, const matrix& reflectedView,
+                       const matrix& projection);
     void DrawOverlay(Mesh& mirror);
 };
 

@@ -5,9 +5,11 @@
 #include <string>
 #include <vector>
 
+#include "material/texture_cubemap_file.h"
 #include "render/scene_renderer_mirror.h"
 #include "scene/scene_validation.h"
 #include "scene/small_scene.h"
+#include "support/cube_images.h"
 #include "support/engine_device.h"
 #include "support/picture_device.h"
 #include "support/round_trip.h"
@@ -93,6 +95,26 @@ TEST(Mirror, ShowsTheSceneReflectedBehindItsPlane) {
 }
 
 // The same mirror, made as a floor of another size and put up by its transformation.
+// The camera looks down -z at a mirror: it sees the side of the sky behind itself, its left on the left.
+TEST(Mirror, ReflectsTheSky) {
+    PictureDevice device(kSize, kSize);
+    MirrorScene s;
+    s.AddMirror(SmallScene::Facing(-8, -8, 8, 8, 0), {0, 0, 0, 0});
+    auto* sky = s.Make<TextureCubemapFile>();
+    for (const support::CubeSide& side : support::kCubeSides)
+        sky->SetFaceData(side.key, support::QuarteredImage(side, 16));
+    s.scene.textures.push_back(sky);
+    auto* background = s.Make<AtmosphericBackground>();
+    background->UseCube(sky);
+    s.scene.background = background;
+    for (int i = 0; i < 2; ++i) device.Frame([&] { s.Frame(); });
+    const support::CubeSide& behind = support::kCubeSides[0];  // whose right is +x and whose low half is +y
+    EXPECT_TRUE(Shows(device, 96, 32, QuarterColor(behind, true, true)));
+    EXPECT_TRUE(Shows(device, 32, 32, QuarterColor(behind, false, true)));
+    EXPECT_TRUE(Shows(device, 96, 96, QuarterColor(behind, true, false)));
+    EXPECT_TRUE(Shows(device, 32, 96, QuarterColor(behind, false, false)));
+}
+
 TEST(Mirror, StandsWhereItsTransformationPutsIt) {
     PictureDevice device(kSize, kSize);
     MirrorScene s;
