@@ -384,7 +384,7 @@ HRESULT EffectObject::SetValue(D3DXHANDLE parameter, const void* data, UINT byte
     if (node.type.IsTexture()) {
         if (bytes < sizeof(void*)) return D3DERR_INVALIDCALL;
         IDirect3DBaseTexture9* texture = nullptr;
-        std::memcpy(&texture, data, sizeof(texture));
+        std::memcpy(&texture, data, sizeof(void*));
         return SetTexture(parameter, texture);
     }
     if (node.read_only || node.cell_count == 0) return D3DERR_INVALIDCALL;
@@ -400,11 +400,11 @@ HRESULT EffectObject::GetValue(D3DXHANDLE parameter, void* data, UINT bytes) {
         if (node.type.IsTexture()) {
             IDirect3DBaseTexture9* texture = nullptr;
             GetTexture(parameter, &texture);
-            std::memcpy(data, &texture, sizeof(texture));
+            std::memcpy(data, &texture, sizeof(void*));
             return D3D_OK;
         }
         if (!node.text) return D3DERR_INVALIDCALL;
-        std::memcpy(data, &node.text, sizeof(node.text));
+        std::memcpy(data, &node.text, sizeof(void*));
         return D3D_OK;
     }
     if (bytes < node.cell_count * 4) return D3DERR_INVALIDCALL;

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <bit>
+#include <cmath>
 #include <optional>
 #include <unordered_map>
 
@@ -743,7 +744,7 @@ class Parser {
             case EffectValueKind::kColor:
                 if (numbers.size() == 3 || numbers.size() == 4) {
                     auto byte = [&](std::size_t i) {
-                        return static_cast<DWORD>(std::clamp(numbers[i], 0.0, 1.0) * 255.0 + 0.5);
+                        return static_cast<DWORD>(std::lround(std::clamp(numbers[i], 0.0, 1.0) * 255.0));
                     };
                     state.cells = {(numbers.size() == 4 ? byte(3) << 24 : 0xff000000u) | byte(0) << 16 |
                                    byte(1) << 8 | byte(2)};

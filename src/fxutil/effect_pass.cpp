@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <bit>
+#include <cmath>
 #include <cstring>
 #include <set>
 #include <tuple>
@@ -79,7 +80,7 @@ DWORD WordOf(const EffectValues& values, const EffectNode& node, EffectValueKind
             if (node.cell_count >= 3) {
                 auto byte = [&](u32 i) {
                     const f32 part = values.Float(node, i);
-                    return static_cast<DWORD>((part > 0 ? std::min(part, 1.0f) : 0.0f) * 255.0f + 0.5f);
+                    return static_cast<DWORD>(std::lround((part > 0 ? std::min(part, 1.0f) : 0.0f) * 255.0f));
                 };
                 return (node.cell_count > 3 ? byte(3) << 24 : 0xff000000u) | byte(0) << 16 | byte(1) << 8 |
                        byte(2);
