@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <cstddef>
-#include <unordered_map>
 
 namespace osm3d {
 
@@ -22,20 +21,20 @@ struct Step {
 
 }  // namespace
 
-bool ValidateReferences(const Material& top, std::string& reason) {
-    // Depth first, without recursion: the levels below a material are known once it has been left.
+bool MaterialReferences::Validate(const Material& top, std::string& reason) {
+    // Depth first, without recursion: the levels of a material are known once it has been left.
     constexpr u32 kOpen = 0;
-    std::unordered_map<const Material*, u32> known{{&top, kOpen}};
+    if (!levels.try_emplace(&top, kOpen).second) return true;
     std::vector<Step> path;
     path.emplace_back(&top);
     while (!path.empty()) {
         Step& step = path.back();
         if (step.below.empty()) {
-            const u32 levels = step.levels;
-            known[step.material] = levels;
+            const u32 found = step.levels;
+            levels[step.material] = found;
             path.pop_back();
-            if (!path.empty()) path.back().levels = std::max(path.back().levels, levels + 1);
-            if (levels > kMaxDepth) {
+            if (!path.empty()) path.back().levels = std::max(path.back().levels, found + 1);
+            if (found > kMaxDepth) {
                 reason = "materials are nested too deep";
                 return false;
             }
@@ -44,7 +43,7 @@ bool ValidateReferences(const Material& top, std::string& reason) {
         const Material* next = step.below.back();
         step.below.pop_back();
         if (next == nullptr) continue;
-        const auto [at, fresh] = known.try_emplace(next, kOpen);
+        const auto [at, fresh] = levels.try_emplace(next, kOpen);
         if (fresh) {
             if (path.size() > kMaxDepth) {
                 reason = "materials are nested too deep";

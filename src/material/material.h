@@ -2,6 +2,7 @@
 #pragma once
 
 #include <string>
+#include <unordered_map>
 #include <vector>
 
 #include "io/serializable.h"
@@ -39,17 +40,26 @@ class Material : public Animatable, public osmio::Serializable {
     virtual void Prepare() = 0;
     virtual void Load() = 0;
 
-    /// Whether the material can be prepared, updated and drawn with; otherwise `reason` says why not. Ends
-    /// for materials that refer to each other in a circle.
+    /// Whether the material can be prepared, updated and drawn with, as far as it is its own affair;
+    /// otherwise `reason` says why not.
     virtual bool Validate(std::string& reason) const = 0;
 
     /// Appends the materials that this one draws through, nulls included.
     virtual void References(std::vector<const Material*>& /*out*/) const {}
 };
 
-/// Whether no material that `top` draws through, at any depth, leads back to itself, and none lies too deep
-/// to be reached by calls within calls; otherwise `reason` says what is wrong.
-bool ValidateReferences(const Material& top, std::string& reason);
+/// Looks at which materials draw through which. Walks through each material once, however many lead to it.
+class MaterialReferences {
+  public:
+    /// Whether no material that `top` draws through, at any depth, leads back to itself, and none lies too
+    /// deep to be reached by calls within calls; otherwise `reason` says what is wrong, and nothing more can
+    /// be asked of this object.
+    bool Validate(const Material& top, std::string& reason);
+
+  private:
+    /// Levels of what has been walked through, itself included.
+    std::unordered_map<const Material*, u32> levels;
+};
 
 /// Sends the material of a mesh without one: white, lit, untextured, default states.
 void ApplyDefaultMaterial();

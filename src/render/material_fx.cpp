@@ -2,7 +2,6 @@
 
 #include <cstddef>
 
-#include "controller/validation.h"
 #include "io/stream.h"
 #include "material/texture.h"
 #include "platform/system/system.h"
@@ -52,17 +51,6 @@ void MaterialFX::Write(osmio::OutStream* out) {
     out->BeginChunk(osmio::FourCC("MTFX"), 1);
     out->WriteString(file);
     out->WriteObject(inner);
-}
-
-bool MaterialFX::Validate(std::string& reason) const {
-    if (inner == nullptr) return true;
-    if (!ValidateReferences(*this, reason)) return false;
-    bool usable = inner->Validate(reason);
-    for (const Controller* controller : inner->Controllers()) {
-        usable = usable && controller::Validate(controller, reason);
-    }
-    if (!usable) reason = "an effect's inner material: " + reason;
-    return usable;
 }
 
 void MaterialFX::References(std::vector<const Material*>& out) const { out.push_back(inner); }

@@ -99,11 +99,24 @@ class Validator {
                Prefix("its transformation");
     }
 
-    bool OneMaterial(const Material* material, const std::string& place) {
-        if (!checked.insert(material).second) {
-            return true;
+    // With those that it draws through.
+    bool OneMaterial(const Material* top, const std::string& place) {
+        if (!references.Validate(*top, reason)) {
+            return Prefix(place);
         }
-        return (material->Validate(reason) && Controllers(*material)) || Prefix(place);
+        std::vector<const Material*> open{top};
+        while (!open.empty()) {
+            const Material* material = open.back();
+            open.pop_back();
+            if (material == nullptr || !checked.insert(material).second) {
+                continue;
+            }
+            if (!material->Validate(reason) || !Controllers(*material)) {
+                return Prefix(place);
+            }
+            material->References(open);
+        }
+        return true;
     }
 
     bool Materials() {
@@ -115,8 +128,8 @@ class Validator {
         return true;
     }
 
-    // Each stack and each shape that one deforms belongs to one mesh: results are copies, and a file that names
-    // one shape a thousand times would get a thousand of it.
+    // Each stack and each shape that one deforms belongs to one mesh: results are copies, and a file that
+    // names one shape a thousand times would get a thousand of it.
     bool DeformedOnce(const Mesh& mesh) {
         const auto* simple = dynamic_cast<const MeshSimple*>(&mesh);
         if (simple == nullptr || simple->GetStack() == nullptr) {
@@ -273,6 +286,7 @@ class Validator {
     std::unordered_set<const HierarchyNode*> nodes;
     std::unordered_set<const void*> deformed;
     std::unordered_set<const Material*> checked;
+    MaterialReferences references;
     std::unordered_map<const particle::Billboard*, std::size_t> spriteCounts;
 };
 

@@ -333,7 +333,7 @@ std::vector<RefusedCase> RefusedCases() {
          [](Whole& w) {
              w.parts.materials = w.List({w.Chunk("MTFX", {w.Byte('x'), w.Byte(0), w.Around(0)})});
          }},
-        {"EffectAroundABadMaterial", "material 0: an effect's inner material",
+        {"EffectAroundABadMaterial", "material 0: a material lacks",
          [](Whole& w) {
              w.parts.materials = w.List({w.Chunk("MTFX", {w.Byte(0), w.BadMaterial()})});
          }},
