@@ -24,6 +24,7 @@
 #include "scene/hierarchy_node.h"
 #include "scene/light.h"
 #include "scene/value_operations.h"
+#include "shadow_bodies.h"
 
 namespace tools {
 namespace {
@@ -239,7 +240,7 @@ class Builder {
         }
     }
 
-    void Mesh(const ModelMesh& in) {
+    MeshSimple* Mesh(const ModelMesh& in) {
         auto* mesh = Make<MeshSimple>();
         auto* weighted = in.skin ? new GeometryWeighted() : nullptr;
         GeometrySimple* geometry = weighted ? weighted : new GeometrySimple();
@@ -266,6 +267,7 @@ class Builder {
             mesh->transformation = nodes_[static_cast<std::size_t>(in.node)];
         }
         scene_->meshes.push_back(mesh);
+        return mesh;
     }
 
     void Camera(const ModelCamera& in) {
@@ -405,22 +407,31 @@ class Builder {
         for (std::size_t i = 1; i < scene_->lights.size(); ++i)
             if (brightness(scene_->lights[i]) > brightness(scene_->lights[brightest])) brightest = i;
         osm3d::Light* light = scene_->shadowLight = scene_->lights[brightest];
-        std::size_t without = 0;
-        for (osm3d::Mesh* mesh : scene_->meshes) {
-            if (mesh->GetMaterial() != nullptr && mesh->GetMaterial()->GetBlendClass() == kClassBlended) {
-                ++without;
-                continue;
-            }
+        const auto cast = [light](osm3d::Mesh* mesh) {
             mesh->SetCastShadow(true);
             light->GetShadowCasters().push_back(mesh);
+        };
+        std::vector<std::size_t> solid;
+        for (std::size_t i = 0; i < model_.meshes.size(); ++i)
+            if (scene_->meshes[i]->GetMaterial() == nullptr ||
+                scene_->meshes[i]->GetMaterial()->GetBlendClass() != kClassBlended)
+                solid.push_back(i);
+        for (const ShadowBody& body : ShadowBodies(model_, solid)) {
+            if (!body.welded) {
+                cast(scene_->meshes[body.meshes.front()]);
+                continue;
+            }
+            MeshSimple* caster = Mesh(*body.welded);
+            caster->SetHidden(true);
+            cast(caster);
         }
         scene_->renderers.push_back(Make<SceneRendererShadow>());
+        const std::size_t without = model_.meshes.size() - solid.size();
         const std::string which = model_.lights.empty()
                                       ? "the main light that was added"
                                       : fmt::format("light {} of {}, \"{}\"", brightest + 1,
                                                     model_.lights.size(), model_.lights[brightest].name);
-        notes_.push_back(fmt::format("{} casts the shadows of {} meshes{}", which,
-                                     light->GetShadowCasters().size(),
+        notes_.push_back(fmt::format("{} casts the shadows of {} meshes{}", which, solid.size(),
                                      without > 0 ? fmt::format("; {} blended ones cast none", without) : ""));
     }
 

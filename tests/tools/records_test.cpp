@@ -5,6 +5,7 @@
 #include <cstring>
 
 #include "envelope.h"
+#include "geometry/geometry_simple.h"
 #include "geometry/mesh.h"
 #include "io/object_graph.h"
 #include "material/texture_cubemap_file.h"
@@ -303,6 +304,42 @@ TEST_F(Om2Records, ImportWithShadowsNamesLightAndCasters) {
     EXPECT_TRUE(scene->meshes[0]->GetCastShadow());
     EXPECT_FALSE(scene->meshes[1]->GetCastShadow());
     EXPECT_EQ(CountOf("SRSW", Run("info " + out).out), 1u);
+}
+
+// Six sides with normals of their own in two materials: cut along every edge, and yet one closed body.
+TEST_F(Om2Records, ACutBodyCastsTheShadowOfItsWholeSurface) {
+    folder.Write("c.mtl", "newmtl a\nKd 1 0 0\nnewmtl b\nKd 0 1 0\n");
+    std::string text = "mtllib c.mtl\n";
+    for (int i = 0; i < 8; ++i)
+        text += "v " + std::to_string(i & 1) + " " + std::to_string(i >> 1 & 1) + " " +
+                std::to_string(i >> 2) + "\n";
+    text += "vn 0 0 -1\nvn 0 0 1\nvn 0 -1 0\nvn 0 1 0\nvn -1 0 0\nvn 1 0 0\nusemtl a\n";
+    const char* sides[6] = {"1 3 4 2", "5 6 8 7", "1 2 6 5", "3 7 8 4", "1 5 7 3", "2 4 8 6"};
+    for (int side = 0; side < 6; ++side) {
+        if (side == 3) text += "usemtl b\n";
+        text += "f";
+        for (int corner = 0; corner < 4; ++corner)
+            text += std::string(" ") + sides[side][2 * corner] + "//" + std::to_string(side + 1);
+        text += "\n";
+    }
+    const std::string model = folder.Write("c.obj", text), out = folder.File("c.om2");
+    ASSERT_EQ(Run("import --shadows " + model + " -o " + out).status, 0);
+    EXPECT_EQ(Run("check " + out).status, 0);
+    osmio::ObjectGraph graph;
+    osm3d::SceneHierarchy* scene = nullptr;
+    std::string reason;
+    ASSERT_TRUE(osm3d::LoadSceneFile(out, graph, scene, reason)) << reason;
+    ASSERT_EQ(scene->meshes.size(), 3u);
+    EXPECT_EQ(scene->shadowLight->GetShadowCasters(), std::vector<osm3d::Mesh*>{scene->meshes[2]});
+    EXPECT_TRUE(scene->meshes[2]->IsHidden());
+    const auto* whole = dynamic_cast<const osm3d::GeometrySimple*>(scene->meshes[2]->GetGeometry());
+    ASSERT_NE(whole, nullptr);
+    EXPECT_EQ(whole->positions.size(), 8u);
+    EXPECT_EQ(whole->triangles.size(), 12u);
+    for (int i = 0; i < 2; ++i) {
+        EXPECT_FALSE(scene->meshes[static_cast<std::size_t>(i)]->IsHidden());
+        EXPECT_FALSE(scene->meshes[static_cast<std::size_t>(i)]->GetCastShadow());
+    }
 }
 
 }  // namespace
