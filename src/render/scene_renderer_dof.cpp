@@ -152,8 +152,8 @@ bool SceneRendererDOF::MakeResources() {
 
 void SceneRendererDOF::Render(SceneHierarchy* scene, Camera* camera) {
     context = GetContext();
-    const auto place = ready && camera != nullptr ? places.find(camera) : places.end();
-    if (place == places.end()) {
+    const auto place = places.find(camera);
+    if (!ready || camera == nullptr || place == places.end()) {
         if (camera != nullptr) camera->Apply();
         scene->ClearBackgroundFor(camera, Context::kClearColor, true);
         scene->Render();
