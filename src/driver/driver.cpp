@@ -18,10 +18,10 @@ u32 Driver::GetVersion() { return 3; }
 const char* Driver::GetName() { return "Ostrel Team Simpliest Driver(Final Version)"; }
 
 Effect* Driver::LoadEffect(const EffectDefinition& definition, const std::string& instanceName) {
-    return CreateEffectByDefinition(definition, instanceName, controllerFactory);
+    return CreateEffectByDefinition(definition, instanceName, controllerFactory, renderTargetPool);
 }
 
-Effect* Driver::CreateEffect(const std::string& name) { return CreateEffectByName(name); }
+Effect* Driver::CreateEffect(const std::string& name) { return CreateEffectByName(name, renderTargetPool); }
 
 DataObject* Driver::LoadData(const std::string& path) {
     const std::size_t dot = path.rfind('.');

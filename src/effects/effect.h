@@ -9,6 +9,8 @@
 
 namespace osm3d {
 
+class RenderTargetPool;
+
 /// A clip. The host calls, per frame: Update; for a filter BeginRender, the content, EndRender; on the effect
 /// that opens the picture ClearTarget; then Draw. Draw and ClearTarget open and close the device's scene
 /// themselves. The order of the operations is part of the module's interface.
@@ -117,11 +119,13 @@ inline constexpr f32 kDesignHeight = 480.0f;
 /// alpha. A choice above 3 counts as 1.
 u32 BlendOfChoice(u32 choice);
 
-/// A new effect of the type called `name` with no parameters, or null for an unknown or unbuilt type.
-Effect* CreateEffectByName(const std::string& name);
+/// A new effect of the type called `name` with no parameters, or null for an unknown type. Types that capture
+/// a picture take their targets from `pool`, which must outlive them.
+Effect* CreateEffectByName(const std::string& name, RenderTargetPool& pool);
 
-/// The same with the parameters of `definition`, whose `name` gives the type.
+/// The same with the parameters of `definition`, whose `name` gives the type. Types that capture a picture
+/// have the pool make a target right away: with a Context there before them, none is made while playing.
 Effect* CreateEffectByDefinition(const EffectDefinition& definition, const std::string& instanceName,
-                                 HostControllerFactory* factory);
+                                 HostControllerFactory* factory, RenderTargetPool& pool);
 
 }  // namespace osm3d

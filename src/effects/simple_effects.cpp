@@ -1,5 +1,6 @@
 #include "effects/simple_effects.h"
 
+#include "effects/effect_drawing.h"
 #include "material/texture.h"
 #include "render/context.h"
 #include "scene/camera.h"
@@ -13,10 +14,7 @@ namespace osm3d {
 
 void EffectQuad::InitQuad() {
     context = GetContext();
-    renderBlock.cullMode = 2;
-    renderBlock.depthEnable = false;
-    renderBlock.lighting = false;
-    renderBlock.blendEnable = true;
+    SetQuadStates(renderBlock, true);
     ApplyChoices();
 
     stageBlock = TextureStageStateBlock::Standard();
@@ -30,14 +28,6 @@ void EffectQuad::InitQuad() {
 void EffectQuad::ApplyChoices() {
     renderBlock.destBlend = BlendOfChoice(destChoice);
     renderBlock.srcBlend = BlendOfChoice(srcChoice);
-}
-
-void EffectQuad::DrawQuad() {
-    if (!context->effectActive) {
-        context->device->SetVertexShader(nullptr);
-    }
-    context->device->SetFVF(kEffectFvf);
-    context->device->DrawPrimitiveUP(D3DPT_TRIANGLESTRIP, 2, vertices.data(), sizeof(EffectVertex));
 }
 
 // ---- bitmap
@@ -120,7 +110,7 @@ void fx_simple_bmp::Update(u32 word, f32 time) {
 }
 
 void fx_simple_bmp::Draw() {
-    if (context == nullptr) {
+    if (!IsCurrent(context)) {
         return;
     }
     context->BeginScene();
@@ -130,7 +120,7 @@ void fx_simple_bmp::Draw() {
         data->texture->SetToStage(0);
         context->ApplyStage(0, stageBlock);
     }
-    DrawQuad();
+    DrawStrip(*context, vertices.data());
     context->EndScene();
 }
 
@@ -192,14 +182,14 @@ void fx_simple_color::Update(u32 word, f32 time) {
 }
 
 void fx_simple_color::Draw() {
-    if (context == nullptr) {
+    if (!IsCurrent(context)) {
         return;
     }
     context->BeginScene();
     context->ApplyRenderState(renderBlock);
     context->ResetStages();
     context->ApplyStage(0, stageBlock);
-    DrawQuad();
+    DrawStrip(*context, vertices.data());
     context->EndScene();
 }
 
@@ -256,7 +246,7 @@ Camera* fx_simple_scene::ChosenCamera() const {
 
 void fx_simple_scene::ClearTarget() {
     SceneHierarchy* scene = LoadedScene();
-    if (scene == nullptr || context == nullptr) {
+    if (scene == nullptr || !IsCurrent(context)) {
         return;
     }
     updated = true;
@@ -268,7 +258,7 @@ void fx_simple_scene::ClearTarget() {
 
 void fx_simple_scene::Draw() {
     SceneHierarchy* scene = LoadedScene();
-    if (scene == nullptr || context == nullptr) {
+    if (scene == nullptr || !IsCurrent(context)) {
         return;
     }
     context->BeginScene();

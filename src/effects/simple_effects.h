@@ -26,8 +26,6 @@ class EffectQuad : public EffectBase {
     /// Unculled, untested, unlit, with the chosen blending; the parts of Init that all share.
     void InitQuad();
     void ApplyChoices();
-    /// Draws `vertices` as a strip of two triangles with the state as it stands.
-    void DrawQuad();
 
     Context* context = nullptr;
     std::array<EffectVertex, 4> vertices{};

@@ -76,7 +76,9 @@ void TimelineBase::Deliver(u32 index, bool withChoices) {
 }
 
 void TimelineBase::ClearTarget() {
-    GetContext()->Clear(Context::kClearColor | Context::kClearDepth | Context::kClearStencil, true);
+    if (Context* context = GetContext()) {
+        context->Clear(Context::kClearColor | Context::kClearDepth | Context::kClearStencil, true);
+    }
 }
 
 u32 TimelineBase::GetControllerCount() { return static_cast<u32>(controllers.size()); }

@@ -36,7 +36,7 @@ class TimelineBase {
     /// choices apart. `time` is in the host's unit, that of start and length. `word` is not used.
     virtual void Update(u32 word, f32 time);
 
-    /// Clears colour, depth and stencil of the current target.
+    /// Clears colour, depth and stencil of the current target. Nothing without a Context.
     virtual void ClearTarget();
 
     virtual u32 GetControllerCount();

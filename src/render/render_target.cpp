@@ -73,7 +73,7 @@ std::unique_ptr<RenderTarget> CreateRenderTarget(u32 width, u32 height, bool pow
 }
 
 RenderTarget* RenderTargetPool::Acquire(u32 kind) {
-    if (kind > 1) return nullptr;
+    if (kind > 1 || !GetContext()) return nullptr;
     for (Entry& entry : kinds_[kind]) {
         if (entry.inUse) continue;
         if (!IsOfCurrentDevice(*entry.target)) FillPoolTarget(*entry.target, kind);

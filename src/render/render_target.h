@@ -42,8 +42,8 @@ std::unique_ptr<RenderTarget> CreateRenderTarget(u32 width, u32 height, bool pow
 /// its lists. A target left over from an earlier device gets new surfaces when it is next handed out.
 class RenderTargetPool {
   public:
-    /// 0: 640 x 480 used of 1024 x 512. 1: 256 x 256 with the screen's aspect. Any other kind gives null. The
-    /// pool keeps ownership. Needs a Context.
+    /// 0: 640 x 480 used of 1024 x 512. 1: 256 x 256 with the screen's aspect. Any other kind gives null,
+    /// as does a want of a Context. The pool keeps ownership.
     RenderTarget* Acquire(u32 kind);
 
     /// Gives back; a target that is not the pool's is ignored.

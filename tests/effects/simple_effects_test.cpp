@@ -31,7 +31,9 @@ using EffectPointer = std::unique_ptr<Effect, Deleter>;
 
 EffectPointer Make(const std::string& type, const std::vector<std::string>& parameters,
                    fake_host::Factory& factory) {
-    return EffectPointer(CreateEffectByDefinition(fake_host::Definition(type, parameters), "clip", &factory));
+    static RenderTargetPool pool;
+    return EffectPointer(
+        CreateEffectByDefinition(fake_host::Definition(type, parameters), "clip", &factory, pool));
 }
 
 fake_host::Controller& At(Effect& effect, u32 index) {
