@@ -342,7 +342,7 @@ class Whale {
     void Camera() {
         HierarchyNode* node = stage_.Moving(stage_.Root(), Sampled<vect3>(kFrom, kTo, kFrame, Eye));
         node->target = stage_.Moving(stage_.Root(), Sampled<vect3>(kFrom, kTo, kFrame, Aim));
-        stage_.Camera(node, Still(0.80f), 0.5f, 900, 900);
+        stage_.Camera(node, Still(0.74f), 0.5f, 900, 900);
     }
 
     Stage stage_;
