@@ -76,6 +76,9 @@ void fx_render_bw::Draw() {
     device.SetRenderState(D3DRS_TEXTUREFACTOR, kHalf);
     device.SetTextureStageState(0, D3DTSS_COLORARG0, D3DTA_TFACTOR);
     context->ApplyStage(1, stage1);
+    // A material of three stages that was followed by smaller ones leaves its third on, behind stage 1.
+    static const TextureStageStateBlock disabled;
+    context->ApplyStage(2, disabled);
     context->SetTexture(0, picture.Texture());
     DrawStrip(*context, vertices.data());
     context->EndScene();

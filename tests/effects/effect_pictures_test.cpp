@@ -147,7 +147,6 @@ TEST_F(EffectPictures, GreyIsTheWeightedSum) {
         for (const f64 value : {1 / 3.0, 1.0, 0.1, -0.5}) {
             Set(*grey, 0, value);
             Show({grey.get(), {{content.get(), {}}}});
-            // The left column and the top row take half of what lies beyond the picture.
             EXPECT_TRUE(support::Alike(device.At(320, 240), Grey(GreyOf(colour, value))))
                 << std::hex << device.At(320, 240) << " of " << colour << " at " << value;
             // Which is, but for the rounding of the halves: value x (r + g + b).
@@ -164,6 +163,20 @@ TEST_F(EffectPictures, GreyIsTheWeightedSum) {
     EXPECT_TRUE(support::Alike(device.At(320, 400), Grey(GreyOf(0x808080, 1 / 3.0)), 2));
     EXPECT_TRUE(support::Alike(device.At(500, 240), Grey(GreyOf(0x808080, 1 / 3.0)), 2));
     EXPECT_TRUE(support::Alike(device.At(321, 241), 0xffffff));
+    // Before the first column lies the target's last, which nothing ever paints.
+    const EffectPointer white = show::Flat(0xffffffff);
+    Show({grey.get(), {{white.get(), {}}}});
+    EXPECT_TRUE(support::Alike(device.At(0, 240), Grey(GreyOf(0x808080, 1 / 3.0)), 2));
+    // A material of many stages may stand behind the two.
+    const EffectPointer deep(new Painted([this](Painted&) {
+        Painted::Fill(0, 0, kWidth, kHeight, kSecond);
+        TextureStageStateBlock block = TextureStageStateBlock::Standard();
+        block.colorOp = 2;
+        block.colorArg2 = 3;
+        device.context().ApplyStage(2, block);
+    }));
+    Show({grey.get(), {{deep.get(), {}}}});
+    EXPECT_TRUE(support::Alike(device.At(320, 240), Grey(GreyOf(kSecond, 1 / 3.0))));
 }
 
 /// The column of the captured picture that `channel` shows in column x; -1 where it lies on a texel's edge.
