@@ -82,14 +82,12 @@ inline void Play(const Clip& clip, bool opens = true) {
     effect.Update(0, 0);
     if (effect.IsTransition()) {
         auto& transition = static_cast<TransitionEffect&>(effect);
-        bool both = true;
+        const bool both = transition.IsInputNeeded(1) && transition.IsInputNeeded(2);
         for (i32 input = 1; input <= 2; ++input) {
-            if (!transition.IsInputNeeded(input)) {
-                both = false;
-                continue;
-            }
+            if (!transition.IsInputNeeded(input)) continue;
             transition.BeginInput(input);
-            Play(clip.inner.at(static_cast<std::size_t>(input) - 1), opens);
+            // Where both are needed the first is captured, and opens a picture of its own.
+            Play(clip.inner.at(static_cast<std::size_t>(input) - 1), opens || (both && input == 1));
             transition.EndRender();
         }
         // A cross-fade at an end has nothing to lay over its one input.
