@@ -178,11 +178,107 @@ inline Bytes FocusedScene() {
     return s.Bytes();
 }
 
+// Every record that deforms, shades, reflects, shadows and blurs, in one scene.
+inline om2::File CrowdedFile() {
+    om2::SceneFile s;
+    om2::File& f = s.file;
+    int sky = -1, picture = -1, plain = -1, effect = -1, composite = -1, bone = -1, hand = -1, skinned = -1,
+        mirror = -1, light = -1, second = -1;
+    s.textures.push_back([&] {
+        std::array<Bytes, 6> images;
+        for (int i = 0; i < 6; ++i) images[static_cast<std::size_t>(i)] = om2::Tga(1, 1, {{i, 2 * i, 99}});
+        sky = f.EmbeddedCube(images);
+    });
+    s.textures.push_back([&] { picture = f.EmbeddedTexture(om2::Tga(1, 1, {{1, 2, 3}})); });
+    s.Textured(plain, picture);
+    s.materials.push_back([&] {
+        effect = f.Chunk("MTFX", 1, [&] {
+            f.String(OSM_SOURCE_DIR "/data/depth_of_field.fx");
+            f.Ref(plain);
+        });
+    });
+    s.materials.push_back([&] {
+        composite = f.Chunk("MTCP", 2, [&] {
+            f.I32(2);
+            f.Ref(plain);
+            f.Ref(effect);
+            f.I32(2);
+            for (const int v : {0, 0, 1, 1}) f.I32(v);
+        });
+    });
+    s.tree = [&] {
+        bone = f.Node({0, 1, 0});
+        f.I32(1);
+        hand = f.Node({1, 0, 0});
+        f.I32(0);
+    };
+    const om2::Body bones = [&] {
+        f.Ref(bone);
+        f.Ref(hand);
+    };
+    const om2::Body stack = [&] { f.Stack(1, [&] { f.Skin(bones, {om2::kIdentity, om2::kIdentity}); }); };
+    const om2::Body bent = [&] {
+        f.WeightedGeometry(om2::Quad(0, 0, 1, 1),
+                           {{{0, 1, 0, 0}, {0.5f, 0.5f, 0}}, {{1, 0, 0, 0}, {1, 0, 0}}, {}, {}});
+    };
+    const om2::Body parts = [&] {
+        f.Chunk("GOCP", 1, [&] {
+            f.I32(2);
+            f.Geometry(om2::Quad(-4, -1, -2, 1));
+            f.WeightedGeometry(om2::Quad(2, -1, 4, 1), {});
+        });
+    };
+    const om2::Body flat = [&] { f.Geometry(om2::Quad(-4, -4, 4, 4, -3)); };
+    s.meshes.push_back([&] { skinned = f.DeformedMesh(bent, stack, s.Ref(plain), s.Ref(bone), {}, true); });
+    s.meshes.push_back([&] { f.Mesh(parts, s.Ref(composite), s.Ref(hand), false, {1, 0}, 2, true); });
+    s.meshes.push_back([&] { mirror = f.Mesh(flat, s.Null(), s.Null()); });
+    s.cameras = [&] {
+        f.I32(2);
+        s.camera = f.Camera([&] { f.Placement({0, 0, 5}); }, om2::kHalfPi, 1, 100);
+        second = f.Camera([&] { f.Ref(hand); }, om2::kHalfPi, 1, 100);
+    };
+    const om2::Body casters = [&] { f.List(1, s.Ref(skinned)); };
+    s.lights.push_back([&] {
+        light = f.Light(
+            [&] {
+                f.Placement({-3, 0, 4});
+            },
+            {0, 0, 0, 0}, {1, 1, 1, 1}, {0, 0, 0, 0}, 100, {1, 0, 0}, casters);
+    });
+    s.shadow_light = s.Ref(light);
+    s.before.push_back([&] { f.Chunk("ATAM", 1, [&] { f.ConstColor({0.2f, 0.2f, 0.2f, 1}); }); });
+    s.before.push_back([&] {
+        f.Chunk("ATFG", 1, [&] {
+            f.U8(1);
+            f.ConstColor({1, 1, 1, 1});
+            f.ConstFloat(0);
+            f.ConstFloat(1);
+        });
+    });
+    s.after.push_back([&] { f.Billboards(s.Ref(effect), {f.Sprite({1, 0, 0}, 1)}); });
+    s.background = [&] { f.TextureBackground(3, s.Ref(sky)); };
+    s.renderers.push_back([&] { f.Chunk("SRSW", 1, [] {}); });
+    s.renderers.push_back([&] { f.Chunk("SRMR", 1, [&] { f.List(1, s.Ref(mirror)); }); });
+    s.renderers.push_back([&] {
+        f.Chunk("SRDF", 1, [&] {
+            f.I32(2);
+            f.Ref(s.camera);
+            f.Null();
+            f.ConstFloat(4);
+            f.Ref(second);
+            f.ConstFloat(2);
+            f.Null();
+        });
+    });
+    s.Bytes();
+    return f;
+}
+
 inline std::vector<Seed> SceneSeeds() {
     return {{"rich", ".om2", om2::RichScene()},         {"drawn", ".om2", DrawnScene()},
             {"skinned", ".om2", om2::SkinnedScene()},   {"sky", ".om2", SkyScene()},
             {"mirrors", ".om2", ReflectedScene(false)}, {"shadows", ".om2", ReflectedScene(true)},
-            {"focused", ".om2", FocusedScene()}};
+            {"focused", ".om2", FocusedScene()},        {"crowded", ".om2", CrowdedFile().bytes}};
 }
 
 // The image files that the tests of the image readers use.

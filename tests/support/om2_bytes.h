@@ -23,6 +23,7 @@ inline constexpr Mat kIdentity = {1, 0, 0, 0, 0, 1, 0, 0, 0, 0, 1, 0, 0, 0, 0, 1
 class File {
   public:
     std::vector<std::uint8_t> bytes;
+    std::vector<std::size_t> chunks, refs;  // where they begin, the chunks by their ids
 
     File() { Raw("NONE", 4); }
 
@@ -55,6 +56,7 @@ class File {
     // Writes a chunk with the next id; `body` writes what stands in it. Returns the id.
     int Chunk(const char* tag, unsigned version, const Body& body) {
         const int id = next_id_++;
+        chunks.push_back(bytes.size());
         Raw(tag, 4);
         U16(version);
         U16(static_cast<unsigned>(id));
@@ -66,7 +68,11 @@ class File {
         return id;
     }
     void Null() { U32(0); }
-    void Ref(int id) { id < 0 ? Null() : U32(0x80000000u | static_cast<std::uint32_t>(id)); }
+    void Ref(int id) {
+        if (id < 0) return Null();
+        refs.push_back(bytes.size());
+        U32(0x80000000u | static_cast<std::uint32_t>(id));
+    }
 
     int ConstFloat(float v) {
         return Chunk("CCFL", 1, [&] { F32(v); });
@@ -288,13 +294,13 @@ class File {
     }
     // A mesh whose shape goes through a stack.
     int DeformedMesh(const Body& geometry, const Body& stack, const Body& material, const Body& placement,
-                     const std::vector<int>& attributes = {}) {
+                     const std::vector<int>& attributes = {}, bool casts_shadow = false) {
         return Chunk("MESM", 2, [&] {
             I32(3);
             geometry();
             stack();
             U8(0);
-            U8(0);
+            U8(casts_shadow ? 1 : 0);
             I32(static_cast<std::int32_t>(attributes.size()));
             for (int a : attributes) I32(a);
             material();
