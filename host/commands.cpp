@@ -38,8 +38,8 @@ void RequireFile(const std::string& path) {
 // Flat effects lay out their quads in pixels of a 640 x 480 picture, whatever the target's size.
 void WarnOfSize(const Project& project, unsigned width, unsigned height) {
     if (width == 640 && height == 480) return;
-    for (const auto& layer : project.layers)
-        for (const Clip& clip : layer)
+    for (const Project::Layer& layer : project.layers)
+        for (const Clip& clip : layer.clips)
             if (clip.effect->name != "fx_simple_scene") {
                 std::fprintf(
                     stderr,
@@ -167,8 +167,8 @@ void Effects(const Common& common) {
     Module module(ModulePath(common));
     for (const EffectEntry& effect : library.Effects()) {
         const std::unique_ptr<osm3d::Effect> made(module.Driver().CreateEffect(effect.name));
-        fmt::print("{}: {} ({}). {}{}\n", effect.name, effect.title, effect.role, effect.description,
-                   made ? "" : " [not in this version of the module]");
+        fmt::print("{}: {} ({}). {}{}\n", effect.name, effect.title, RoleName(effect.role),
+                   effect.description, made ? "" : " [not in this version of the module]");
         for (std::size_t i = 0; i < effect.parameters.size(); ++i) {
             const Parameter& parameter = effect.parameters[i];
             std::string line = fmt::format("  {}  {:<12} {:<7}", i, parameter.name, TypeName(parameter.type));

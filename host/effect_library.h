@@ -10,6 +10,9 @@ namespace host {
 // How a parameter's value reaches its effect; the numbers are the module's controller types.
 enum class ParameterType { String = 0, Float = 1, Int = 2, Choice = 3, Object = 4 };
 
+// What an effect draws from: nothing, one content, or two inputs.
+enum class Role { Source, Filter, Transition };
+
 struct Choice {
     std::string value, title;
 };
@@ -17,12 +20,18 @@ struct Choice {
 struct Parameter {
     std::string name, description, default_text;
     ParameterType type = ParameterType::Float;
-    std::string data;  // objects: "scene" or "bitmap"
+    // Where a project leaves the parameter out: `from`, or a straight way from there to `to` over the clip.
+    double from = 0, to = 0;
+    double least = 0, greatest = 0;  // of numbers
+    std::string data;                // objects: "scene" or "bitmap"
     std::vector<Choice> choices;
+
+    bool IsNumber() const { return type != ParameterType::Object && type != ParameterType::String; }
 };
 
 struct EffectEntry {
-    std::string name, title, role, description;
+    std::string name, title, description;
+    Role role = Role::Source;
     std::vector<Parameter> parameters;  // in the order that the module numbers them
 };
 
@@ -41,5 +50,7 @@ class EffectLibrary {
 
 // "string", "float", "int", "choice" or "object".
 const char* TypeName(ParameterType type);
+// "source", "filter" or "transition".
+const char* RoleName(Role role);
 
 }  // namespace host

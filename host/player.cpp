@@ -2,24 +2,74 @@
 
 #include <fmt/format.h>
 
+#include <algorithm>
 #include <chrono>
 #include <cstring>
 #include <filesystem>
+#include <utility>
 
 #include "cli/error.h"
 #include "effects/data_object.h"
 #include "material/texture.h"
 #include "render/context.h"
+#include "xml_file.h"
 
 namespace host {
 
+namespace {
+
+// Where a scene's clip chooses a camera.
+constexpr const char* kSceneEffect = "fx_simple_scene";
+constexpr u32 kSceneCamera = 1;
+
+// What `item` names, loaded by the module; null, and why, when that cannot be.
+std::unique_ptr<osm3d::DataObject> Load(osm3d::Driver& driver, const Project& project, const DataItem& item,
+                                        std::string& why) {
+    if (project.is_packaged) {
+        std::unique_ptr<osm3d::DataObject> data(driver.LoadData(item.path));
+        if (!data) why = fmt::format("{}: {} is not in the package", item.place, Quoted(item.path));
+        return data;
+    }
+    std::error_code error;
+    if (!std::filesystem::is_regular_file(item.path, error)) {
+        why = fmt::format("{}: {} is not there (data \"{}\")", item.place, Quoted(item.path),
+                          Quoted(item.name));
+        return nullptr;
+    }
+    std::unique_ptr<osm3d::DataObject> data(driver.LoadData(item.path));
+    if (!data) {
+        why =
+            item.kind == "scene"
+                ? fmt::format("{}: cannot be loaded as a scene: om2 check {} says why", item.place, item.path)
+                : fmt::format("{}: {} is of no kind that the module loads", item.place, item.path);
+    } else if (data->GetType() == osm3d::kDataTexture &&
+               !static_cast<osm3d::TextureData*>(data.get())->texture->GetDeviceTexture()) {
+        why = fmt::format("{}: {} cannot be read as an image", item.place, item.path);
+        data.reset();
+    }
+    return data;
+}
+
+bool IsActive(const std::vector<PlayingClip>& clips, double seconds) {
+    return std::any_of(clips.begin(), clips.end(),
+                       [&](const PlayingClip& playing) { return playing.clip->IsActive(seconds); });
+}
+
+}  // namespace
+
 Player::Player(Module& module, const Project& project, const EffectLibrary& library, unsigned width,
                unsigned height)
+    : Player(module, project, library, platform::MakeOffscreenWindow(width, height)) {}
+
+Player::Player(Module& module, const Project& project, const EffectLibrary& library,
+               std::unique_ptr<platform::Window> window)
     : driver_(module.Driver()),
       project_(project),
+      library_(library),
       factory_(library),
-      window_(platform::MakeOffscreenWindow(width, height)) {
-    driver_.GetPlayback()->Start(window_->Handle(), nullptr, width, height, 32, true, 0);
+      window_(std::move(window)) {
+    driver_.GetPlayback()->Start(window_->Handle(), nullptr, window_->Width(), window_->Height(), 32, true,
+                                 0);
     driver_.SetControllerFactory(&factory_);
     driver_.GetPlayback()->GetContext()->clearColor = {project.background[0], project.background[1],
                                                        project.background[2], 0.0f};
@@ -35,11 +85,14 @@ Player::Player(Module& module, const Project& project, const EffectLibrary& libr
 Player::~Player() { Stop(); }
 
 void Player::Stop() {
-    for (Playing& playing : clips_) {
-        playing.effect->Shutdown();
-        playing.effect->Release();
-    }
+    if (timeline_) timeline_->Shutdown();
+    timeline_.reset();
     clips_.clear();
+    for (osm3d::Effect* effect : effects_) effect->Release();
+    effects_.clear();
+    // The objects of a package are its own, and go with the process.
+    if (project_.is_packaged)
+        for (auto& [name, data] : data_) static_cast<void>(data.release());
     data_.clear();
     copy_.Reset();
     resolved_.Reset();
@@ -49,94 +102,105 @@ void Player::Stop() {
 
 void Player::LoadData() {
     for (const DataItem& item : project_.data) {
-        std::error_code error;
-        if (!std::filesystem::is_regular_file(item.path, error))
-            throw cli::Error(
-                fmt::format("{}: {} is not there (data \"{}\")", item.place, item.path, item.name));
-        std::unique_ptr<osm3d::DataObject> data(driver_.LoadData(item.path));
-        if (!data && item.kind == "scene")
-            throw cli::Error(
-                fmt::format("{}: cannot be loaded as a scene: om2 check {} says why", item.path, item.path));
-        if (!data)
-            throw cli::Error(
-                fmt::format("{}: {} is of no kind that the module loads", item.place, item.path));
-        if (data->GetType() == osm3d::kDataTexture &&
-            !static_cast<osm3d::TextureData*>(data.get())->texture->GetDeviceTexture())
-            throw cli::Error(fmt::format("{}: {} cannot be read as an image", item.place, item.path));
-        data_[item.name] = std::move(data);
+        std::string why;
+        data_[item.name] = Load(driver_, project_, item, why);
+        if (!why.empty()) throw cli::Error(why);
     }
+}
+
+osm3d::Effect* Player::MakeEffect(const std::string& name, const std::string& place) {
+    const EffectEntry* entry = library_.Find(name);
+    osm3d::Effect* effect = entry ? driver_.LoadEffect(factory_.Definition(*entry), name) : nullptr;
+    if (!effect) throw cli::Error(fmt::format("{}: the module has no effect {}", place, name));
+    effects_.push_back(effect);
+    if (effect->IsTransition() != (entry->role == Role::Transition))
+        throw cli::Error(fmt::format("{}: the effect library calls {} a {}, which it is not", place, name,
+                                     RoleName(entry->role)));
+    return effect;
+}
+
+PlayingClip Player::MakeClip(const Clip& clip) {
+    PlayingClip playing;
+    playing.clip = &clip;
+    playing.effect = MakeEffect(clip.effect->name, clip.place);
+    playing.effect->SetInstanceName(clip.name);
+    playing.effect->SetStart(static_cast<f32>(clip.start));
+    playing.effect->SetLength(static_cast<f32>(clip.length));
+
+    const osm3d::SceneData* scene = nullptr;
+    ClipContext context;
+    context.length = clip.length;
+    context.find_data = [&](const std::string& name) -> osm3d::DataObject* {
+        const auto found = data_.find(name);
+        if (found == data_.end()) return nullptr;
+        if (found->second->GetType() == osm3d::kDataScene)
+            scene = static_cast<const osm3d::SceneData*>(found->second.get());
+        return found->second.get();
+    };
+    ProjectNode node(clip);
+    playing.effect->LoadState(&node, &context);
+    if (clip.effect->name == kSceneEffect) {
+        playing.leaves_target = scene == nullptr;
+        playing.follows_view = scene && scene->followsView;
+        // Another clip may leave its camera as the scene's current one.
+        if (scene && scene->ownCamera >= 0 && playing.effect->GetControllerCount() > kSceneCamera &&
+            !clip.Find(clip.effect->parameters[kSceneCamera].name)) {
+            static_cast<ProjectController*>(playing.effect->GetController(kSceneCamera))
+                ->SetNumber(scene->ownCamera);
+            playing.effect->ApplyAll();
+        }
+    }
+    for (const auto& content : clip.contents) playing.contents.push_back(MakeClips(content));
+    return playing;
+}
+
+std::vector<PlayingClip> Player::MakeClips(const std::vector<Clip>& clips) {
+    std::vector<PlayingClip> out;
+    for (const Clip& clip : clips) out.push_back(MakeClip(clip));
+    return out;
 }
 
 void Player::MakeEffects() {
-    ClipContext context;
-    context.file = project_.file.get();
-    context.find_data = [this](const std::string& name) -> osm3d::DataObject* {
-        const auto found = data_.find(name);
-        return found == data_.end() ? nullptr : found->second.get();
-    };
-    for (const auto& layer : project_.layers) {
-        for (const Clip& clip : layer) {
-            Playing playing;
-            playing.clip = &clip;
-            playing.node = std::make_unique<ProjectNode>(clip.node);
-            playing.effect = driver_.LoadEffect(factory_.Definition(*clip.effect), clip.name);
-            if (!playing.effect)
-                throw cli::Error(
-                    fmt::format("{}: the module has no effect {}", clip.place, clip.effect->name));
-            context.length = clip.length;
-            playing.effect->SetStart(static_cast<f32>(clip.start));
-            playing.effect->SetLength(static_cast<f32>(clip.length));
-            playing.effect->LoadState(playing.node.get(), &context);
-            playing.follows_view = FollowsView(clip);
-            playing.effect->Init();
-            clips_.push_back(std::move(playing));
-        }
-    }
+    for (const Project::Layer& layer : project_.layers)
+        for (const Clip& clip : layer.clips) clips_.push_back(MakeClip(clip));
+    // Every effect but a scene clears what is there.
+    osm3d::Effect* eraser = driver_.CreateEffect("fx_simple_color");
+    if (!eraser) throw cli::Error("the module has no effect fx_simple_color");
+    effects_.push_back(eraser);
+    timeline_ = std::make_unique<Timeline>(clips_, *eraser);
+    timeline_->Init();
 }
 
-bool Player::FollowsView(const Clip& clip) const {
-    for (const pugi::xml_node& value : clip.node.children("controler")) {
-        const auto found = data_.find(value.attribute("value").as_string());
-        if (found != data_.end() && found->second->GetType() == osm3d::kDataScene &&
-            static_cast<const osm3d::SceneData&>(*found->second).followsView)
-            return true;
-    }
-    return false;
-}
-
-bool Player::IsActive(const Clip& clip, double seconds) {
-    // Frame times are rounded; a frame that falls on an edge belongs to the clip that begins there.
-    constexpr double kRounding = 1e-6;
-    return seconds + kRounding >= clip.start && seconds + kRounding < clip.start + clip.length;
-}
-
-bool Player::HasPicture(double seconds) const {
-    for (const Playing& playing : clips_)
-        if (IsActive(*playing.clip, seconds)) return true;
-    return false;
-}
+bool Player::HasPicture(double seconds) const { return IsActive(clips_, seconds); }
 
 void Player::Draw(double seconds) {
-    // A picture is to depend on its time alone: what follows the view gets the view of this very picture, by
-    // a first round that the main one clears away.
-    for (const Playing& playing : clips_) {
-        if (!playing.follows_view || !IsActive(*playing.clip, seconds)) continue;
-        playing.effect->Update(0, static_cast<f32>(seconds));
-        playing.effect->ClearTarget();
-        playing.effect->Draw();
+    if (!timeline_->Draw(seconds)) driver_.GetPlayback()->DrawEmptyFrame();
+}
+
+void CheckData(Module& module, const Project& project, Mistakes& mistakes) {
+    constexpr unsigned kSize = 16;
+    osm3d::Driver& driver = module.Driver();
+    const std::unique_ptr<platform::Window> window = platform::MakeOffscreenWindow(kSize, kSize);
+    driver.GetPlayback()->Start(window->Handle(), nullptr, kSize, kSize, 32, true, 0);
+    for (const DataItem& item : project.data) {
+        if (item.path.empty()) continue;
+        std::string why;
+        Load(driver, project, item, why);
+        if (!why.empty()) mistakes.push_back(why);
     }
-    bool opened = false;
-    for (const Playing& playing : clips_) {
-        if (!IsActive(*playing.clip, seconds)) continue;
-        playing.effect->Update(0, static_cast<f32>(seconds));
-        if (!opened) playing.effect->ClearTarget();
-        opened = true;
-        playing.effect->Draw();
-    }
-    if (!opened) driver_.GetPlayback()->DrawEmptyFrame();
+    driver.GetPlayback()->Stop();
+    std::error_code error;
+    if (!project.sound.path.empty() && !std::filesystem::is_regular_file(project.sound.path, error))
+        mistakes.push_back(
+            fmt::format("{}: {} is not there (sound)", project.sound.place, Quoted(project.sound.path)));
 }
 
 const Picture& Player::Grab() {
+    Grab(picture_);
+    return picture_;
+}
+
+void Player::Grab(Picture& picture) {
     IDirect3DDevice9* device = driver_.GetPlayback()->GetContext()->device.Get();
     ComPtr<IDirect3DSurface9> target;
     D3DSURFACE_DESC desc{};
@@ -158,10 +222,10 @@ const Picture& Player::Grab() {
     done = done && SUCCEEDED(device->GetRenderTargetData(source, copy_.Get())) &&
            SUCCEEDED(copy_->LockRect(&locked, nullptr, D3DLOCK_READONLY));
     if (!done) throw cli::Error("the picture cannot be read back from the device");
-    picture_.width = desc.Width;
-    picture_.height = desc.Height;
-    picture_.rgb.resize(3 * static_cast<std::size_t>(desc.Width) * desc.Height);
-    std::uint8_t* out = picture_.rgb.data();
+    picture.width = desc.Width;
+    picture.height = desc.Height;
+    picture.rgb.resize(3 * static_cast<std::size_t>(desc.Width) * desc.Height);
+    std::uint8_t* out = picture.rgb.data();
     for (UINT y = 0; y < desc.Height; ++y) {
         const auto* row =
             static_cast<const std::uint8_t*>(locked.pBits) + static_cast<std::size_t>(locked.Pitch) * y;
@@ -172,7 +236,6 @@ const Picture& Player::Grab() {
         }
     }
     copy_->UnlockRect();
-    return picture_;
 }
 
 double Player::Profile(double seconds) {

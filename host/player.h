@@ -12,6 +12,7 @@
 #include "png_file.h"
 #include "project.h"
 #include "project_controllers.h"
+#include "timeline.h"
 
 namespace host {
 
@@ -22,6 +23,9 @@ class Player {
     // cli::Error when data cannot be loaded.
     Player(Module& module, const Project& project, const EffectLibrary& library, unsigned width,
            unsigned height);
+    // The same in a window of the host's.
+    Player(Module& module, const Project& project, const EffectLibrary& library,
+           std::unique_ptr<platform::Window> window);
     ~Player();
     Player(const Player&) = delete;
     Player& operator=(const Player&) = delete;
@@ -29,10 +33,14 @@ class Player {
     // Draws the frame at `seconds`: the active clips, layer by layer. A time without clips shows the module's
     // empty frame.
     void Draw(double seconds);
+    // Ends the frame, for a window that shows it.
+    void Present() { driver_.GetPlayback()->Present(); }
     // Whether any clip is active at `seconds`.
     bool HasPicture(double seconds) const;
     // The frame drawn last. The reference holds until the next call.
     const Picture& Grab();
+    // The same into a picture of the caller's, which keeps its memory from call to call.
+    void Grab(Picture& picture);
     // Draws the frame at `seconds` several times and ends each; gives the seconds that the last one took,
     // from the first call to the picture read back. ProfileReport then says where they went, one line per
     // section, each begun by a line feed.
@@ -40,27 +48,27 @@ class Player {
     std::string ProfileReport() const { return driver_.GetPlayback()->GetProfile(); }
 
   private:
-    struct Playing {
-        const Clip* clip = nullptr;
-        std::unique_ptr<ProjectNode> node;
-        osm3d::Effect* effect = nullptr;
-        bool follows_view = false;  // its scene shows the view of the picture before
-    };
-
     void LoadData();
     void MakeEffects();
+    std::vector<PlayingClip> MakeClips(const std::vector<Clip>& clips);
+    PlayingClip MakeClip(const Clip& clip);
+    osm3d::Effect* MakeEffect(const std::string& name, const std::string& place);
     void Stop();
-    bool FollowsView(const Clip& clip) const;
-    static bool IsActive(const Clip& clip, double seconds);
 
     osm3d::Driver& driver_;
     const Project& project_;
+    const EffectLibrary& library_;
     ProjectControllerFactory factory_;
     std::unique_ptr<platform::Window> window_;
     std::map<std::string, std::unique_ptr<osm3d::DataObject>> data_;
-    std::vector<Playing> clips_;  // in the order of drawing
+    std::vector<osm3d::Effect*> effects_;  // all of them; ended by Release
+    std::vector<PlayingClip> clips_;       // in the order of drawing
+    std::unique_ptr<Timeline> timeline_;
     ComPtr<IDirect3DSurface9> copy_, resolved_;
     Picture picture_;
 };
+
+// Adds to `mistakes` what of the project's data is not there or does not load in the module.
+void CheckData(Module& module, const Project& project, Mistakes& mistakes);
 
 }  // namespace host

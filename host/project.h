@@ -1,12 +1,12 @@
-// A project as a person wrote it: data, layers of clips, and the values of their parameters over time.
+// A project as a person wrote it: data, a sound track, layers of clips, and the values of their parameters
+// over time.
 #pragma once
 
-#include <memory>
+#include <cstddef>
 #include <string>
 #include <vector>
 
 #include "effect_library.h"
-#include "xml_file.h"
 
 namespace host {
 
@@ -21,6 +21,7 @@ struct Key {
 
 // What a project says of one parameter of a clip: a text, or keys in ascending order of time.
 struct ParameterValue {
+    const Parameter* parameter = nullptr;
     std::string text;
     std::vector<Key> keys;
     bool IsAnimated() const { return !keys.empty(); }
@@ -32,20 +33,32 @@ double Evaluate(const std::vector<Key>& keys, double time);
 struct DataItem {
     std::string name;   // what clips call it
     std::string kind;   // "scene" or "bitmap"
-    std::string path;   // as the file system takes it
+    std::string path;   // as the module takes it
     std::string place;  // "file:line", for messages
+};
+
+struct SoundTrack {
+    std::string path;   // as the module takes it; empty: no sound
+    double start = 0;   // seconds on the timeline at which it sets in
+    double offset = 0;  // seconds of the file that are left out at its beginning
+    std::string place;
 };
 
 struct Clip {
     std::string name, place;
     const EffectEntry* effect = nullptr;
-    double start = 0, length = 0;  // seconds
-    pugi::xml_node node;           // the <clip> element, whose <controler> children hold the values
-};
+    double start = 0, length = 0;  // seconds; the start counts from the project's, however deep the clip lies
+    std::vector<ParameterValue> values;
+    // What it draws from: a filter has one content, a transition two, a source none. The clips of each are
+    // drawn in order, the first at the back.
+    std::vector<std::vector<Clip>> contents;
 
-// Reads a <controler> element: its `value` attribute or its <key> children. Throws cli::Error at a mistake.
-ParameterValue ReadParameterValue(const XmlFile& file, const pugi::xml_node& node,
-                                  const Parameter& parameter);
+    // Null when the project leaves the parameter out.
+    const ParameterValue* Find(const std::string& parameter) const;
+    // Is the clip there at `seconds`? From its start up to, not including, its end, but a frame whose rounded
+    // time falls just short of an edge belongs behind it.
+    bool IsActive(double seconds) const;
+};
 
 struct Project {
     unsigned width = 640, height = 480;
@@ -53,19 +66,45 @@ struct Project {
     double length = 0;                // seconds; where the file does not say: the end of the last clip
     float background[3] = {0, 0, 0};  // colour under everything, 0 to 1
     std::vector<DataItem> data;
-    std::vector<std::vector<Clip>> layers;  // drawn in order, the first at the back
-    std::unique_ptr<XmlFile> file;
+    SoundTrack sound;
+    struct Layer {
+        std::string name;
+        std::vector<Clip> clips;
+    };
+    std::vector<Layer> layers;  // drawn in order, the first at the back
+    std::string text;           // the file as it stands
+    bool is_packaged = false;   // the data lies in the package that the module has loaded
 
     std::size_t FrameCount() const;
     const DataItem* FindData(const std::string& name) const;
 };
 
-// Reads and checks a whole project; `library` must outlive it. Throws cli::Error with file, line and what was
-// expected.
+// The limits of what a project can say.
+inline constexpr double kLongestProject = 24.0 * 3600;  // seconds
+inline constexpr int kDeepestNesting = 32;              // clips within clips
+inline constexpr double kGreatestNumber = 1e9;          // of a parameter, either sign
+
+// What is wrong with a project: "file:line: what was expected", in the order of the lines.
+using Mistakes = std::vector<std::string>;
+
+// Reads and checks a whole project; `library` must outlive it. Gives what could be read, and adds what is
+// wrong to `mistakes`: with any, the project is not to be played. Whether the files of its data are there is
+// not looked at. Never throws.
+Project ReadProject(const std::string& path, const EffectLibrary& library, Mistakes& mistakes);
+
+// The same for a project's text, called `name` in messages. The paths of its data stay as they are written.
+Project ParseProject(const std::string& name, const std::string& text, const EffectLibrary& library,
+                     Mistakes& mistakes);
+
+// The same, for who goes no further after a mistake: throws cli::Error with the first one.
 Project ReadProject(const std::string& path, const EffectLibrary& library);
 
 // A project of one clip that shows the scene file `path` at `time` (in its own key units). `camera` below 0:
 // the scene's own current camera.
 Project SceneProject(const std::string& path, double time, int camera, const EffectLibrary& library);
+
+// The first of `mistakes` as one line, and how many more there are. Throws cli::Error with it unless there is
+// none.
+void ThrowFirst(const Mistakes& mistakes);
 
 }  // namespace host

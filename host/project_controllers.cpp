@@ -14,42 +14,54 @@ const Parameter& NoParameter() {
 
 }  // namespace
 
-ProjectNode::ProjectNode(const pugi::xml_node& node) : node_(node), name_(node.name()) {
-    for (const pugi::xml_node& child : node.children())
-        if (child.type() == pugi::node_element) children_.push_back(std::make_unique<ProjectNode>(child));
+ProjectNode::ProjectNode(const Clip& clip) : name_("clip") {
+    for (const ParameterValue& value : clip.values)
+        children_.push_back(std::unique_ptr<ProjectNode>(new ProjectNode(value)));
 }
 
-ProjectController::ProjectController(const Parameter& parameter) : parameter_(parameter) {
-    const bool is_number = parameter.type != ParameterType::Object && parameter.type != ParameterType::String;
+std::string ProjectNode::GetAttribute(const std::string& name) {
+    return value_ && name == "name" ? value_->parameter->name : std::string();
+}
+
+ProjectController::ProjectController(const Parameter& parameter)
+    : parameter_(parameter), number_(parameter.from) {
     // The module passes a controller without a type over, so that the effect keeps what it has.
-    if (!is_number || !parameter.default_text.empty()) type = static_cast<i32>(parameter.type);
-    number_ = std::atof(parameter.default_text.c_str());
-    if (parameter.type == ParameterType::String) value_.text = parameter.default_text;
+    if (!parameter.IsNumber() || !parameter.default_text.empty()) type = static_cast<i32>(parameter.type);
 }
 
 void ProjectController::Evaluate(f32 normalised_time) {
-    if (!value_.IsAnimated()) return;
-    const double seconds = static_cast<double>(normalised_time) * length_;
-    number_ = host::Evaluate(value_.keys, std::isfinite(seconds) ? seconds : 0);
+    if (IsStatic()) return;
+    const double t = std::isfinite(normalised_time) ? static_cast<double>(normalised_time) : 0;
+    number_ = value_ ? host::Evaluate(value_->keys, t * length_)
+                     : parameter_.from + (parameter_.to - parameter_.from) * std::clamp(t, 0.0, 1.0);
+}
+
+const std::string& ProjectController::GetString(std::string& out) {
+    return out = value_ ? value_->text : parameter_.default_text;
 }
 
 i32 ProjectController::GetInt() {
     // An animated integer holds its value until the next whole one is reached.
-    return static_cast<i32>(std::floor(std::clamp(number_ + 1e-6, -1e9, 1e9)));
+    return static_cast<i32>(std::floor(std::clamp(number_ + 1e-6, -kGreatestNumber, kGreatestNumber)));
 }
 
 void ProjectController::Load(osm3d::HostNode* node, void* context) {
     const auto& clip = *static_cast<const ClipContext*>(context);
-    value_ = ReadParameterValue(*clip.file, static_cast<ProjectNode*>(node)->Xml(), parameter_);
+    value_ = static_cast<ProjectNode*>(node)->Value();
     length_ = clip.length;
     type = static_cast<i32>(parameter_.type);
     if (parameter_.type == ParameterType::Object) {
-        object_ = value_.text.empty() ? nullptr : clip.find_data(value_.text);
-    } else if (value_.IsAnimated()) {
-        number_ = value_.keys.front().value;
+        object_ = value_->text.empty() ? nullptr : clip.find_data(value_->text);
+    } else if (value_->IsAnimated()) {
+        number_ = value_->keys.front().value;
     } else {
-        number_ = std::atof(value_.text.c_str());
+        number_ = std::strtod(value_->text.c_str(), nullptr);
     }
+}
+
+void ProjectController::SetNumber(double number) {
+    type = static_cast<i32>(parameter_.type);
+    number_ = number;
 }
 
 ProjectControllerFactory::ProjectControllerFactory(const EffectLibrary& library) : library_(library) {

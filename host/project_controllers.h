@@ -11,23 +11,26 @@
 
 namespace host {
 
-// A <clip> element and its <controler> children, as the module reads them.
+// A clip and the parameters that its project sets, as the module reads them: a node with one child, called
+// "controler", for each.
 class ProjectNode final : public osm3d::HostNode {
   public:
-    explicit ProjectNode(const pugi::xml_node& node);
+    // `clip` must outlive the node.
+    explicit ProjectNode(const Clip& clip);
 
     const std::string& GetName() override { return name_; }
     u32 GetChildCount() override { return static_cast<u32>(children_.size()); }
     osm3d::HostNode* GetChild(u32 index) override { return children_[index].get(); }
-    std::string GetAttribute(const std::string& name) override {
-        return node_.attribute(name.c_str()).as_string();
-    }
+    std::string GetAttribute(const std::string& name) override;
 
-    const pugi::xml_node& Xml() const { return node_; }
+    // Null for the clip's own node.
+    const ParameterValue* Value() const { return value_; }
 
   private:
-    pugi::xml_node node_;
+    explicit ProjectNode(const ParameterValue& value) : name_("controler"), value_(&value) {}
+
     std::string name_;
+    const ParameterValue* value_ = nullptr;
     std::vector<std::unique_ptr<ProjectNode>> children_;
 };
 
@@ -36,7 +39,6 @@ using DataLookup = std::function<osm3d::DataObject*(const std::string& name)>;
 
 // What a controller needs to read its clip: handed through LoadState as the context word.
 struct ClipContext {
-    const XmlFile* file = nullptr;
     double length = 0;  // of the clip, seconds
     DataLookup find_data;
 };
@@ -47,21 +49,20 @@ class ProjectController : public osm3d::HostController {
     explicit ProjectController(const Parameter& parameter);
 
     void Evaluate(f32 normalised_time) override;
-    bool IsStatic() override { return !value_.IsAnimated(); }
-    const std::string& GetString(std::string& out) override { return out = value_.text; }
+    bool IsStatic() override { return value_ ? !value_->IsAnimated() : parameter_.from == parameter_.to; }
+    const std::string& GetString(std::string& out) override;
     f32 GetFloat() override { return static_cast<f32>(number_); }
     i32 GetInt() override;
     osm3d::DataObject* GetObject() override { return object_; }
-    // `context` is a ClipContext; it is not kept.
+    // `context` is a ClipContext, which is not kept; the project behind `node` is.
     void Load(osm3d::HostNode* node, void* context) override;
 
-    // Sets a constant from code: an object or a number.
-    void SetObject(osm3d::DataObject* object) { object_ = object; }
-    void SetNumber(double number) { number_ = number; }
+    // Sets a constant from code.
+    void SetNumber(double number);
 
   private:
     const Parameter& parameter_;
-    ParameterValue value_;
+    const ParameterValue* value_ = nullptr;  // null where the project leaves the parameter out
     double number_ = 0;
     double length_ = 0;
     osm3d::DataObject* object_ = nullptr;

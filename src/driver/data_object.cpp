@@ -1,5 +1,6 @@
 #include "driver/data_object.h"
 
+#include <algorithm>
 #include <utility>
 
 #include "material/texture_bitmap_file.h"
@@ -12,6 +13,11 @@ namespace {
 
 // What a data object asks of its texture; kept and handed back, nothing more.
 constexpr u32 kTextureFlags = 2;
+
+i32 IndexOfCurrentCamera(const SceneHierarchy& scene) {
+    const auto at = std::find(scene.cameras.begin(), scene.cameras.end(), scene.currentCamera);
+    return at == scene.cameras.end() ? -1 : static_cast<i32>(at - scene.cameras.begin());
+}
 
 Texture* LoadTexture(const std::string& file) {
     auto texture = std::make_unique<TextureBitmapFile>(file, kTextureFlags);
@@ -36,7 +42,10 @@ std::string FileNameOfPath(const std::string& path) {
 
 data_scene::data_scene(SceneHierarchy* loaded) : attached(loaded) {
     scene = loaded;
-    followsView = loaded != nullptr && loaded->FollowsView();
+    if (loaded != nullptr) {
+        followsView = loaded->FollowsView();
+        ownCamera = IndexOfCurrentCamera(*loaded);
+    }
 }
 
 data_scene::data_scene() = default;
@@ -74,6 +83,7 @@ bool data_scene::ReadFile(const std::string& file) {
     graph = std::move(read);
     scene = loaded;
     followsView = usable && scene->FollowsView();
+    ownCamera = usable ? IndexOfCurrentCamera(*scene) : -1;
     if (usable) {
         scene->LoadResources();
     }

@@ -65,6 +65,10 @@ class SceneData : public DataObjectBase {
     /// (SceneHierarchy::FollowsView). A host that wants a picture to depend on its time alone draws such a
     /// scene twice and keeps the second picture.
     bool followsView = false;
+    /// The index of the camera that is the current one in the file; -1 when it is none of the list. An effect
+    /// with a camera of its own leaves that as the current one, so that what is drawn next without one would
+    /// hang on it: a host gives this number there.
+    i32 ownCamera = -1;
 };
 
 /// The part of an image data object that effects read.

@@ -229,7 +229,7 @@ TEST_F(Osmplay, TellsMistakesOfAProjectWithTheirPlace) {
         {"<clip effect=\"fx_simple_scene\" length=\"1\"><controler name=\"scene\" value=\"b\"/></clip>",
          ":4: \"b\" is a bitmap, but \"scene\" takes a scene"},
         {"<clip effect=\"fx_simple_color\" length=\"1\"/>", ":2: "},  // the image is not there
-        {"<clip effect=\"fx_trans_blend\" length=\"1\"/><clap/>", ":4: <clap> cannot stand in <layer>"}};
+        {"<clip effect=\"fx_simple_color\" length=\"1\"/><clap/>", ":4: <clap> cannot stand in <layer>"}};
     for (const auto& [line, says] : mistakes) {
         const std::string project = folder.Write("p.xml", head + line + "\n" + tail);
         ExpectRefusal("render " + project + " -o " + folder.File("frames"), "p.xml" + says);
