@@ -40,8 +40,23 @@ class Painted : public EffectBase {
     std::function<void(Painted&)> painting_;
 };
 
+/// One colour; leaves states behind that no effect may draw with.
 inline EffectPointer Flat(u32 argb) {
-    return EffectPointer(new Painted([argb](Painted&) { Painted::Fill(0, 0, 0xffff, 0xffff, argb); }));
+    return EffectPointer(new Painted([argb](Painted&) {
+        Painted::Fill(0, 0, 0xffff, 0xffff, argb);
+        TextureStageStateBlock stage;
+        stage.colorOp = stage.alphaOp = 2;
+        stage.colorArg2 = stage.alphaArg2 = 3;
+        stage.addressU = stage.addressV = 2;
+        stage.transformCount = 2;
+        GetContext()->ApplyStage(0, stage);
+        RenderStateBlock block(RenderStateBlock::kComplete);
+        block.cullMode = 1;
+        block.alphaTestEnable = block.stencilEnable = block.blendEnable = true;
+        block.alphaFunc = block.stencilFunc = 0;
+        block.colorWriteMask = 1;
+        GetContext()->ApplyRenderState(block);
+    }));
 }
 
 /// The library's parameters: what the module expects of each type.
