@@ -40,17 +40,21 @@ std::string FileNameOfPath(const std::string& path) {
 
 // ---- scenes
 
-data_scene::data_scene(SceneHierarchy* loaded) : attached(loaded) {
-    scene = loaded;
-    if (loaded != nullptr) {
-        followsView = loaded->FollowsView();
-        ownCamera = IndexOfCurrentCamera(*loaded);
-    }
+data_scene::data_scene(SceneHierarchy* loaded) : attached(loaded) { Show(loaded); }
+
+data_scene::data_scene(SceneHierarchy* loaded, std::shared_ptr<const void> owner) : keeper(std::move(owner)) {
+    Show(loaded);
 }
 
 data_scene::data_scene() = default;
 
 data_scene::~data_scene() = default;
+
+void data_scene::Show(SceneHierarchy* loaded) {
+    scene = loaded;
+    followsView = loaded != nullptr && loaded->FollowsView();
+    ownCamera = loaded != nullptr ? IndexOfCurrentCamera(*loaded) : -1;
+}
 
 bool data_scene::Load(const std::string& file) {
     if (!ReadFile(file)) {
@@ -65,6 +69,7 @@ bool data_scene::Load(const std::string& file) {
 bool data_scene::Reload() {
     scene = nullptr;
     attached.reset();
+    keeper.reset();
     graph.Clear();
     return ReadFile(path);
 }
@@ -81,9 +86,7 @@ bool data_scene::ReadFile(const std::string& file) {
         earlier.push_back(std::move(graph));
     }
     graph = std::move(read);
-    scene = loaded;
-    followsView = usable && scene->FollowsView();
-    ownCamera = usable ? IndexOfCurrentCamera(*scene) : -1;
+    Show(loaded);
     if (usable) {
         scene->LoadResources();
     }
@@ -101,10 +104,22 @@ data_texture::data_texture(const std::string& file) {
 
 data_texture::data_texture(Texture* loaded) { texture = loaded; }
 
-data_texture::~data_texture() { delete texture; }
+data_texture::data_texture(Texture* loaded, std::shared_ptr<const void> owner) : keeper(std::move(owner)) {
+    texture = loaded;
+}
+
+data_texture::~data_texture() { LetGo(); }
+
+void data_texture::LetGo() {
+    if (keeper == nullptr) {
+        delete texture;
+    }
+    texture = nullptr;
+    keeper.reset();
+}
 
 bool data_texture::Reload() {
-    delete texture;
+    LetGo();
     texture = LoadTexture(path);
     return true;
 }

@@ -22,9 +22,12 @@ class data_scene : public SceneData {
   public:
     data_scene();
 
-    /// Takes `loaded` over; the texts stay empty. The scene was made in code, or a package owns what it
-    /// refers to.
+    /// Takes `loaded`, made in code, over; the texts stay empty.
     explicit data_scene(SceneHierarchy* loaded);
+
+    /// For a scene, which may be null, that `owner` owns; the texts stay empty. There is no file that Reload
+    /// could read.
+    data_scene(SceneHierarchy* loaded, std::shared_ptr<const void> owner);
     ~data_scene() override;
 
     bool Reload() override;
@@ -39,9 +42,13 @@ class data_scene : public SceneData {
 
   private:
     bool ReadFile(const std::string& file);
+    /// Puts `loaded`, which may be null, up for the effects.
+    void Show(SceneHierarchy* loaded);
 
     /// A scene made in code.
     std::unique_ptr<SceneHierarchy> attached;
+    /// Of a scene out of a package.
+    std::shared_ptr<const void> keeper;
     /// What the last read made.
     osmio::ObjectGraph graph;
     /// What earlier reads made.
@@ -58,10 +65,20 @@ class data_texture : public TextureData {
 
     /// Takes `loaded` over; the texts stay empty.
     explicit data_texture(Texture* loaded);
+
+    /// For a texture, which may be null, that `owner` owns; the texts stay empty. There is no file that
+    /// Reload could read: it leaves a texture without a picture.
+    data_texture(Texture* loaded, std::shared_ptr<const void> owner);
     ~data_texture() override;
 
     /// Always true.
     bool Reload() override;
+
+  private:
+    void LetGo();
+
+    /// Of a texture out of a package.
+    std::shared_ptr<const void> keeper;
 };
 
 }  // namespace osm3d

@@ -2,10 +2,18 @@
 
 #include <array>
 #include <memory>
+#include <utility>
 
+#include "driver/animation_export.h"
+#include "driver/animation_package.h"
 #include "trace/tracer.h"
 
 namespace osm3d {
+
+Driver::Driver() {
+    // The images of a package must not outlive the device.
+    playback.beforeStop = [this] { package.reset(); };
+}
 
 Driver::~Driver() {
     if (playback.IsStarted()) {
@@ -24,6 +32,9 @@ Effect* Driver::LoadEffect(const EffectDefinition& definition, const std::string
 Effect* Driver::CreateEffect(const std::string& name) { return CreateEffectByName(name, renderTargetPool); }
 
 DataObject* Driver::LoadData(const std::string& path) {
+    if (package != nullptr) {
+        return LoadPackaged(path);
+    }
     const std::size_t dot = path.rfind('.');
     if (dot == std::string::npos) {
         return nullptr;
@@ -63,12 +74,35 @@ HostControllerFactory* Driver::SetControllerFactory(HostControllerFactory* facto
     return factory;
 }
 
-void Driver::ExportAnimation(HostDocument*, const std::string&) {
-    trace::Box("Animation export is not available in this version.");
+void Driver::ExportAnimation(HostDocument* document, const std::string& path) {
+    ExportPackage(document, path, PackageForm::kBodies);
 }
 
-void Driver::LoadAnimation(const std::string&, std::string&) {
-    trace::Box("Loading of exported animations is not available in this version.");
+bool Driver::ExportLoadable(HostDocument* document, const std::string& path) {
+    return ExportPackage(document, path, PackageForm::kChunks);
+}
+
+void Driver::LoadAnimation(const std::string& path, std::string& text) {
+    std::string reason;
+    std::shared_ptr<LoadedAnimation> loaded = LoadedAnimation::Read(path, reason);
+    if (loaded == nullptr) {
+        trace::Box("The animation \"%s\" cannot be loaded: %s.", path.c_str(), reason.c_str());
+        return;
+    }
+    loaded->LoadResources();
+    package = std::move(loaded);
+    text = package->Package().projectText;
+}
+
+DataObject* Driver::LoadPackaged(const std::string& path) {
+    const AnimationPackage& entries = package->Package();
+    if (const auto found = entries.scenes.find(path); found != entries.scenes.end()) {
+        return new data_scene(found->second, package);
+    }
+    if (const auto found = entries.textures.find(path); found != entries.textures.end()) {
+        return new data_texture(found->second, package);
+    }
+    return nullptr;
 }
 
 SoundPlayerFMOD* Driver::GetSoundPlayer() { return nullptr; }

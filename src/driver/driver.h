@@ -8,6 +8,7 @@
 //     osm3d::Effect* effect = driver->LoadEffect(definition, "clip 1");
 #pragma once
 
+#include <memory>
 #include <string>
 
 #include "driver/data_object.h"
@@ -19,14 +20,14 @@
 
 namespace osm3d {
 
-class AnimationPackage;
+class LoadedAnimation;
 class SoundPlayerFMOD;
 
 /// The order of the operations is part of the module's interface. All calls come on the host's one thread.
 /// The host deletes the effects (or calls Release) and data objects that it gets.
 class Driver {
   public:
-    Driver() = default;
+    Driver();
     Driver(const Driver&) = delete;
     Driver& operator=(const Driver&) = delete;
     /// Stops the playback when it is started.
@@ -57,10 +58,15 @@ class Driver {
     /// Gives `factory` back. Not owned; effects loaded later use it.
     virtual HostControllerFactory* SetControllerFactory(HostControllerFactory* factory);
 
-    /// Not available in this version: tells the person so, and writes nothing.
+    /// Writes the document's scenes, images and text into one compressed file, which nothing reads back (see
+    /// ExportLoadable). Tells the person how it went; a file that cannot be written is left as it was.
+    /// Embeds images and has the document's scenes share them: see ExportPackage.
     virtual void ExportAnimation(HostDocument* document, const std::string& path);
 
-    /// Not available in this version: tells the person so, and leaves `text` as it is.
+    /// Reads a file of ExportLoadable; `text` becomes its project. From then on, until the playback stops,
+    /// LoadData takes everything from there, by the paths that the data objects had. When the file cannot be
+    /// loaded the person is told why, `text` stays, and LoadData goes on as before. Needs
+    /// GetPlayback()->Start.
     virtual void LoadAnimation(const std::string& path, std::string& text);
 
     /// Null in this version, which has no sound.
@@ -68,13 +74,21 @@ class Driver {
 
     virtual PlaybackHost* GetPlayback();
 
+    /// ExportAnimation in the form that LoadAnimation reads. False when nothing was written. Effect texts
+    /// stay files of their own; the person is told of each.
+    virtual bool ExportLoadable(HostDocument* document, const std::string& path);
+
     /// The targets that effects share.
     RenderTargetPool& GetRenderTargetPool() { return renderTargetPool; }
 
   private:
+    DataObject* LoadPackaged(const std::string& path);
+
     HostControllerFactory* controllerFactory = nullptr;
     RenderTargetPool renderTargetPool;
     PlaybackHost playback;
+    /// Shared with the data objects made of it.
+    std::shared_ptr<LoadedAnimation> package;
 };
 
 /// The one Driver.

@@ -21,6 +21,9 @@ bool PlaybackHost::Start(HWND window, HINSTANCE instance, u32 pixelWidth, u32 pi
 }
 
 void PlaybackHost::Stop() {
+    if (beforeStop) {
+        beforeStop();
+    }
     Context::Destroy();
     context = nullptr;
     started = false;

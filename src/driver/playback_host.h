@@ -1,6 +1,8 @@
 // Start and end of the render device.
 #pragma once
 
+#include <functional>
+
 #include "platform/d3d9/d3d9.h"
 #include "platform/types.h"
 
@@ -32,6 +34,9 @@ class PlaybackHost {
     /// Where the time between the last two Presents went, one line per section of the frame, each begun by a
     /// line feed. Good until the next call.
     virtual const char* GetProfile();
+
+    /// Runs at the start of Stop, while the device is still there; may be empty.
+    std::function<void()> beforeStop;
 
     bool IsStarted() const { return started; }
 

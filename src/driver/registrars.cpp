@@ -3,6 +3,7 @@
 #include "controller/constant.h"
 #include "controller/key_framed.h"
 #include "controller/operators.h"
+#include "driver/animation_package.h"
 #include "driver/driver.h"
 #include "geometry/geometry_composite.h"
 #include "geometry/geometry_simple.h"
@@ -39,6 +40,7 @@ using osmio::FourCC;
 
 Driver theDriver;
 
+const ChunkRegistrer<AnimationPackage> kAnimationPackage(FourCC("stfx"));
 const ChunkRegistrer<TextureBitmapFile> kTextureBitmapFile(FourCC("TXBF"));
 const ChunkRegistrer<MaterialComposite> kMaterialComposite(FourCC("MTCP"));
 const ChunkRegistrer<SceneHierarchy> kSceneHierarchy(FourCC("SCHE"));
