@@ -1,29 +1,21 @@
 // Scene files written from the byte layout alone, played through the module: what they show is where and what
 // the rules of the format say, and writing them again gives the same bytes.
 #include <gtest/gtest.h>
-#include <unistd.h>
 
 #include <cmath>
 #include <cstdlib>
-#include <filesystem>
-#include <fstream>
-#include <iterator>
-#include <memory>
 #include <string>
 #include <vector>
 
-#include "cli/error.h"
-#include "effect_library.h"
-#include "envelope.h"
-#include "io/open.h"
-#include "module.h"
-#include "player.h"
-#include "scene/scene_file.h"
-#include "scene/scene_hierarchy.h"
-#include "support/om2_scene.h"
+#include "format/format_fixture.h"
 
 namespace {
 
+using format_test::At;
+using format_test::Covers;
+using format_test::FormatTest;
+using format_test::kPixelsPerUnit;
+using format_test::Shows;
 using om2::AddComposite;
 using om2::Colored;
 using om2::File;
@@ -32,70 +24,6 @@ using om2::Rgb;
 using om2::SceneFile;
 using om2::TexturedQuad;
 using om2::Tga;
-using om2::Vec3;
-namespace fs = std::filesystem;
-
-// The camera of every scene here stands at (0, 0, 5), looks along -z and sees 90 degrees of height: at the
-// plane z = 0 a pixel of the 640 x 480 picture is 1/48 wide, and pixel (320, 240) lies on the origin.
-constexpr float kPixelsPerUnit = 48;
-
-class FormatTest : public testing::Test {
-  protected:
-    void SetUp() override {
-        folder_ = fs::temp_directory_path() / ("osm_format_" + std::to_string(::getpid()));
-        fs::create_directories(folder_);
-    }
-    void TearDown() override { fs::remove_all(folder_); }
-
-    std::string Save(const std::vector<std::uint8_t>& bytes, const std::string& name = "scene.om2") {
-        const std::string path = (folder_ / name).string();
-        tools::WriteWhole(path, bytes);
-        return path;
-    }
-
-    // What osmplay still draws of `bytes` at `time`.
-    host::Picture Show(const std::vector<std::uint8_t>& bytes, double time = 0, int camera = -1) {
-        static const host::EffectLibrary library(OSM_SOURCE_DIR "/data/libfx.xml");
-        static host::Module module(OSM_BINARY_DIR "/bin/osmDriver.so");
-        const host::Project project = host::SceneProject(Save(bytes), time, camera, library);
-        host::Player player(module, project, library, 640, 480);
-        player.Draw(0);
-        return player.Grab();
-    }
-
-    fs::path folder_;
-};
-
-Rgb At(const host::Picture& p, int x, int y) {
-    const std::uint8_t* pixel =
-        &p.rgb[3 * (static_cast<std::size_t>(y) * p.width + static_cast<std::size_t>(x))];
-    return {pixel[0], pixel[1], pixel[2]};
-}
-
-bool Near(const Rgb& a, const Rgb& b, int by = 1) {
-    return std::abs(a.r - b.r) <= by && std::abs(a.g - b.g) <= by && std::abs(a.b - b.b) <= by;
-}
-
-testing::AssertionResult Shows(const host::Picture& p, int x, int y, const Rgb& expected, int by = 1) {
-    const Rgb is = At(p, x, y);
-    if (Near(is, expected, by)) return testing::AssertionSuccess();
-    return testing::AssertionFailure()
-           << "(" << x << ", " << y << ") is " << is.r << " " << is.g << " " << is.b << ", expected "
-           << expected.r << " " << expected.g << " " << expected.b;
-}
-
-// Exactly the pixels of the rectangle left..right, top..bottom (the last ones left out) have the colour.
-testing::AssertionResult Covers(const host::Picture& p, const Rgb& color, int left, int top, int right,
-                                int bottom) {
-    for (int y = 0; y < static_cast<int>(p.height); ++y)
-        for (int x = 0; x < static_cast<int>(p.width); ++x) {
-            const bool inside = x >= left && x < right && y >= top && y < bottom;
-            if (Near(At(p, x, y), color) != inside)
-                return testing::AssertionFailure()
-                       << "pixel (" << x << ", " << y << ") is " << (inside ? "not " : "") << "of the colour";
-        }
-    return testing::AssertionSuccess();
-}
 
 TEST_F(FormatTest, AColouredQuadCoversItsPixelsExactly) {
     SceneFile s;
@@ -219,119 +147,6 @@ TEST_F(FormatTest, TheNearerOfTwoOpaqueQuadsIsSeen) {
         EXPECT_TRUE(Covers(p, {0, 255, 0}, 260, 180, 380, 300)) << near_first;
         EXPECT_TRUE(Shows(p, 230, 240, {255, 0, 0})) << near_first;
     }
-}
-
-// The red quad stands behind the camera and looks at the mirror in z = 0: it shows at z = -15, 20 from the
-// camera, where a unit is 12 pixels. The mirror's own surface lets all of it through.
-TEST_F(FormatTest, AMirrorShowsWhatStandsBeforeIt) {
-    SceneFile s;
-    int clear = -1, mirror = -1;
-    s.materials.push_back([&] {
-        File::MaterialColors colors;
-        colors.diffuse = {0, 0, 0, 0};
-        colors.emissive = {0, 1, 0, 0};
-        clear = s.file.Material(colors);
-    });
-    s.meshes.push_back([&] {
-        mirror = s.file.Mesh([&] { s.file.Geometry(om2::Quad(-4, -4, 4, 4)); }, s.Ref(clear), s.Null());
-    });
-    File::Shape shape = Colored(om2::Quad(2, 1, 4, 3, 15), {1, 0, 0, 1});
-    for (auto& t : shape.triangles) std::swap(t[0], t[1]);
-    s.Mesh(shape, s.Null(), s.Null());
-    s.Mesh(Colored(om2::Quad(-2, -2, 2, 2, -3), {1, 1, 1, 1}), s.Null(), s.Null());  // behind the mirror
-    s.renderers.push_back([&] {
-        s.file.Chunk("SRMR", 1, [&] {
-            s.file.I32(1);
-            s.file.Ref(mirror);
-        });
-    });
-    const host::Picture p = Show(s.Bytes());
-    EXPECT_TRUE(Covers(p, {255, 0, 0}, 320 + 24, 240 - 36, 320 + 48, 240 - 12));
-    EXPECT_TRUE(Covers(p, {255, 255, 255}, 0, 0, 0, 0));
-}
-
-// The light at (-5, 0, 5) throws the quad in z = 2.5 twice as far: onto x -2 to -1, y -1 to 1 of the floor.
-TEST_F(FormatTest, AShadowFallsOnWhatTheLightDoesNotReach) {
-    SceneFile s;
-    int caster = -1, light = -1;
-    s.Mesh(Colored(om2::Quad(-9, -9, 9, 9), {1, 1, 1, 1}), s.Null(), s.Null());
-    s.meshes.push_back([&] {
-        caster = s.file.Mesh(
-            [&] {
-                s.file.Geometry(Colored(om2::Quad(-3.5f, -0.5f, -3, 0.5f, 2.5f), {1, 0, 0, 1}));
-            },
-            s.Null(),
-            [&] {
-                s.file.Placement({0, 0, 0});
-            },
-            false, {}, 2, true);
-    });
-    s.lights.push_back([&] {
-        light = s.file.Light(
-            [&] {
-                s.file.Placement({-5, 0, 5});
-            },
-            {0, 0, 0, 0}, {0, 0, 0, 0}, {0, 0, 0, 0}, 100, {1, 0, 0},
-            [&] {
-                s.file.I32(1);
-                s.file.Ref(caster);
-            });
-    });
-    s.shadow_light = s.Ref(light);
-    s.renderers.push_back([&] { s.file.Chunk("SRSW", 1, [] {}); });
-    const host::Picture p = Show(s.Bytes());
-    for (const int x : {320 - 95, 320 - 72, 320 - 50})
-        for (const int y : {240 - 46, 240, 240 + 46}) EXPECT_TRUE(Shows(p, x, y, {77, 77, 77}));
-    for (const int x : {320 - 98, 320 - 46}) EXPECT_TRUE(Shows(p, x, 240, {255, 255, 255}));
-    for (const int y : {240 - 50, 240 + 50}) EXPECT_TRUE(Shows(p, 320 - 72, y, {255, 255, 255}));
-}
-
-// At a focus of 400 / 99, the depth of what stands 5 before the camera, the red quad is sharp: around it is
-// nothing but the halo of what lies behind. The white one, 50 before the camera, has no sharp edge: a unit
-// is 4.8 pixels there, so that it would reach from 416 to 512.
-TEST_F(FormatTest, OutOfFocusEdgesAreSoft) {
-    SceneFile s;
-    s.Mesh(Colored(om2::Quad(-2, -1, 0, 1), {1, 0, 0, 1}), s.Null(), s.Null());
-    s.Mesh(Colored(om2::Quad(20, -10, 40, 10, -45), {1, 1, 1, 1}), s.Null(), s.Null());
-    s.renderers.push_back([&] {
-        s.file.Chunk("SRDF", 1, [&] {
-            s.file.I32(1);
-            s.file.Ref(s.camera);
-            s.file.Null();
-            s.file.ConstFloat(400.0f / 99);
-        });
-    });
-    const host::Picture p = Show(s.Bytes());
-    EXPECT_TRUE(Covers(p, {255, 0, 0}, 320 - 96, 240 - 48, 320, 240 + 48));
-    EXPECT_TRUE(Shows(p, 464, 240, {255, 255, 255}, 2));
-    for (const int x : {415, 512}) {
-        EXPECT_GT(At(p, x, 240).g, 20) << x;
-        EXPECT_LT(At(p, x, 240).g, 235) << x;
-    }
-    for (const int x : {404, 524}) EXPECT_TRUE(Shows(p, x, 240, {0, 0, 0})) << x;
-}
-
-TEST_F(FormatTest, AnEffectTextBesideTheSceneDrawsAMaterial) {
-    const std::string text =
-        "float4x4 All : WORLDVIEWPROJECTION;\n"
-        "float4 Tint = { 0.0f, 1.0f, 1.0f, 1.0f };\n"
-        "float4 Place(float4 at : POSITION) : POSITION { return mul(at, All); }\n"
-        "float4 Shade() : COLOR { return Tint; }\n"
-        "technique flat { pass p { VertexShader = compile vs_1_1 Place(); PixelShader = compile ps_1_1 "
-        "Shade(); "
-        "} }\n";
-    const std::string file = Save({text.begin(), text.end()}, "flat.fx");
-    SceneFile s;
-    int material = -1;
-    s.materials.push_back([&] {
-        material = s.file.Chunk("MTFX", 1, [&] {
-            s.file.String(file);
-            s.file.Null();
-        });
-    });
-    s.Mesh(om2::Quad(-1, -1, 1, 1), s.Ref(material), [&] { s.file.Placement({2, 1, 0}); });
-    const host::Picture p = Show(s.Bytes());
-    EXPECT_TRUE(Covers(p, {0, 255, 255}, 320 + 48, 240 - 96, 320 + 144, 240));
 }
 
 TEST_F(FormatTest, APartOfACompositeTakesTheMaterialOfItsAttribute) {
@@ -523,26 +338,6 @@ TEST_F(FormatTest, AnAimedCameraLooksAtItsTargetWithZUp) {
     shape.triangles = {{0, 1, 2}, {0, 2, 3}};
     s.Mesh(Colored(shape, {1, 1, 1, 1}), s.Null(), s.Null());
     EXPECT_TRUE(Covers(Show(s.Bytes()), {255, 255, 255}, 320 - 96, 240 - 48, 320, 240));
-}
-
-// What stands in a record comes out of it again, byte for byte; old versions come out as the present one.
-TEST_F(FormatTest, WritingAReadSceneGivesTheSameBytes) {
-    const std::vector<std::uint8_t> bytes = om2::RichScene();
-
-    osmio::ObjectGraph graph;
-    osm3d::SceneHierarchy* scene = nullptr;
-    std::string reason;
-    ASSERT_TRUE(osm3d::LoadSceneFile(Save(bytes), graph, scene, reason)) << reason;
-    const std::string again = (folder_ / "again.om2").string();
-    std::unique_ptr<osmio::OutStream> out(osmio::OpenChunkedOutput(again, osmio::kCompressionNone));
-    ASSERT_TRUE(out);
-    out->WriteObject(scene);
-    out.reset();
-    std::ifstream in(again, std::ios::binary);
-    const std::vector<std::uint8_t> written{std::istreambuf_iterator<char>(in), {}};
-    ASSERT_EQ(bytes.size(), written.size());
-    const auto differs = std::mismatch(bytes.begin(), bytes.end(), written.begin());
-    EXPECT_TRUE(differs.first == bytes.end()) << "at byte " << differs.first - bytes.begin();
 }
 
 }  // namespace

@@ -155,10 +155,11 @@ inline Bytes FocusedScene() {
     s.materials.push_back([&] { fx(effect, s.Ref(inner)); });
     s.materials.push_back([&] {
         fx(around, [&] {
-            f.Chunk("MTCP", 1, [&] {
+            f.Chunk("MTCP", 2, [&] {
                 f.I32(2);
                 f.Ref(effect);
                 f.Ref(inner);
+                f.I32(0);
             });
         });
     });
