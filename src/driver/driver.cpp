@@ -19,6 +19,7 @@ Driver::~Driver() {
     if (playback.IsStarted()) {
         playback.Stop();
     }
+    // The members follow in reverse order: the sound player ends what is initialised of it, the pool is last.
 }
 
 u32 Driver::GetVersion() { return 3; }
@@ -105,7 +106,7 @@ DataObject* Driver::LoadPackaged(const std::string& path) {
     return nullptr;
 }
 
-SoundPlayerFMOD* Driver::GetSoundPlayer() { return nullptr; }
+SoundPlayerFMOD* Driver::GetSoundPlayer() { return &soundPlayer; }
 
 PlaybackHost* Driver::GetPlayback() { return &playback; }
 

@@ -13,6 +13,7 @@
 
 #include "driver/data_object.h"
 #include "driver/playback_host.h"
+#include "driver/sound_player.h"
 #include "effects/effect.h"
 #include "effects/host_interfaces.h"
 #include "platform/types.h"
@@ -21,7 +22,6 @@
 namespace osm3d {
 
 class LoadedAnimation;
-class SoundPlayerFMOD;
 
 /// The order of the operations is part of the module's interface. All calls come on the host's one thread.
 /// The host deletes the effects (or calls Release) and data objects that it gets.
@@ -30,7 +30,7 @@ class Driver {
     Driver();
     Driver(const Driver&) = delete;
     Driver& operator=(const Driver&) = delete;
-    /// Stops the playback when it is started.
+    /// Stops the playback when it is started, then the sound likewise.
     ~Driver();
 
     /// Always 3.
@@ -69,7 +69,7 @@ class Driver {
     /// GetPlayback()->Start.
     virtual void LoadAnimation(const std::string& path, std::string& text);
 
-    /// Null in this version, which has no sound.
+    /// Never null.
     virtual SoundPlayerFMOD* GetSoundPlayer();
 
     virtual PlaybackHost* GetPlayback();
@@ -86,6 +86,7 @@ class Driver {
 
     HostControllerFactory* controllerFactory = nullptr;
     RenderTargetPool renderTargetPool;
+    SoundPlayerFMOD soundPlayer;
     PlaybackHost playback;
     /// Shared with the data objects made of it.
     std::shared_ptr<LoadedAnimation> package;
