@@ -1,9 +1,7 @@
 #include "commands.h"
 
 #include <fmt/format.h>
-#include <unistd.h>
 
-#include <chrono>
 #include <cstdio>
 #include <filesystem>
 #include <memory>
@@ -16,8 +14,6 @@
 #include "project.h"
 
 namespace host {
-namespace {
-
 namespace fs = std::filesystem;
 
 std::string LibraryPath(const Common& common) {
@@ -36,48 +32,18 @@ void RequireFile(const std::string& path) {
 }
 
 // Flat effects lay out their quads in pixels of a 640 x 480 picture, whatever the target's size.
-void WarnOfSize(const Project& project, unsigned width, unsigned height) {
-    if (width == 640 && height == 480) return;
+void WarnOfSize(const Project& project, const Size& size) {
+    if (size.width == 640 && size.height == 480) return;
     for (const Project::Layer& layer : project.layers)
         for (const Clip& clip : layer.clips)
             if (clip.effect->name != "fx_simple_scene") {
                 std::fprintf(
                     stderr,
                     "osmplay: %s: %s covers 640x480 pixels of the %ux%u picture: flat effects do not scale\n",
-                    clip.place.c_str(), clip.effect->name.c_str(), width, height);
+                    clip.place.c_str(), clip.effect->name.c_str(), size.width, size.height);
                 return;
             }
 }
-
-// One line on a terminal, rewritten as the work goes on; nothing when the output is piped.
-class Progress {
-  public:
-    explicit Progress(std::size_t count) : count_(count), shown_(::isatty(STDERR_FILENO) != 0) {}
-    ~Progress() {
-        if (shown_) std::fputs("\r\x1b[K", stderr);
-    }
-    void Step() {
-        ++done_;
-        if (!shown_) return;
-        const double seconds = Seconds();
-        const double rate = seconds > 0 ? static_cast<double>(done_) / seconds : 0;
-        const double left = rate > 0 ? static_cast<double>(count_ - done_) / rate : 0;
-        std::fputs(
-            fmt::format("\r{} of {} frames, {:.1f} a second, {:.0f} s left\x1b[K", done_, count_, rate, left)
-                .c_str(),
-            stderr);
-    }
-    double Seconds() const {
-        return std::chrono::duration<double>(std::chrono::steady_clock::now() - start_).count();
-    }
-
-  private:
-    std::size_t count_, done_ = 0;
-    bool shown_;
-    std::chrono::steady_clock::time_point start_ = std::chrono::steady_clock::now();
-};
-
-}  // namespace
 
 Size ParseSize(const std::string& text) {
     Size size;
@@ -116,7 +82,7 @@ void Still(const Common& common, const StillOptions& options) {
     const Project project = is_scene ? SceneProject(options.in, options.time, options.camera, library)
                                      : ReadProject(options.in, library);
     const Size size = options.size.value_or(Size{project.width, project.height});
-    WarnOfSize(project, size.width, size.height);
+    WarnOfSize(project, size);
     Module module(ModulePath(common));
     Player player(module, project, library, size.width, size.height);
     const double time = is_scene ? 0 : options.time;
@@ -129,37 +95,20 @@ void Still(const Common& common, const StillOptions& options) {
     WritePng(options.out, player.Grab());
 }
 
-void Render(const Common& common, const RenderOptions& options) {
-    RequireFile(options.in);
+void Check(const Common& common, const std::string& path) {
+    RequireFile(path);
     const EffectLibrary library(LibraryPath(common));
-    Project project = ReadProject(options.in, library);
-    if (options.frames_per_second > 0) project.frames_per_second = options.frames_per_second;
-    const Range range = ParseRange(options.frames, project.FrameCount());
-    const Size size = options.size.value_or(Size{project.width, project.height});
-    WarnOfSize(project, size.width, size.height);
-    std::error_code error;
-    fs::create_directories(options.out, error);
-    if (!fs::is_directory(options.out, error))
-        throw cli::Error(fmt::format("{}: cannot be made as a folder for the frames", options.out));
+    Mistakes mistakes;
+    const Project project = ReadProject(path, library, mistakes);
     Module module(ModulePath(common));
-    Player player(module, project, library, size.width, size.height);
-    std::size_t empty = 0;
-    const std::size_t count = range.end - range.first;
-    double seconds = 0;
-    {
-        Progress progress(count);
-        for (std::size_t frame = range.first; frame < range.end; ++frame) {
-            const double time = static_cast<double>(frame) / project.frames_per_second;
-            player.Draw(time);
-            if (!player.HasPicture(time)) ++empty;
-            WritePng((fs::path(options.out) / fmt::format("frame_{:06}.png", frame)).string(), player.Grab());
-            progress.Step();
-        }
-        seconds = progress.Seconds();
+    CheckData(module, project, mistakes);
+    if (mistakes.empty()) {
+        fmt::print("{}: fine: {:g} s, {} frames\n", path, project.length, project.FrameCount());
+        return;
     }
-    fmt::print("{}: {} frames of {}x{}, {:.1f} a second\n", options.out, count, size.width, size.height,
-               seconds > 0 ? static_cast<double>(count) / seconds : 0);
-    if (empty > 0) fmt::print("  {} of them show no clip, and so the module's empty frame\n", empty);
+    for (std::size_t i = 0; i + 1 < mistakes.size(); ++i)
+        std::fprintf(stderr, "osmplay: %s\n", mistakes[i].c_str());
+    throw cli::Error(mistakes.back());
 }
 
 void Effects(const Common& common) {

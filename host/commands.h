@@ -35,14 +35,30 @@ struct StillOptions {
 void Still(const Common& common, const StillOptions& options);
 
 struct RenderOptions {
-    std::string in, out;
+    std::string in;
+    std::string out;               // a folder, a video file, or "-" for Y4M on standard output
     double frames_per_second = 0;  // 0: the project's
     std::optional<Size> size;
-    std::string frames;  // empty: all
+    std::string frames;    // empty: all
+    std::size_t jobs = 1;  // processes
+    bool resume = false;   // leave out what is in the folder already
 };
+// Throws Interrupted when a person stops it.
 void Render(const Common& common, const RenderOptions& options);
+
+// Tells everything that is wrong with a project, on standard error but for the last mistake, which it throws;
+// or that it is fine.
+void Check(const Common& common, const std::string& path);
 
 // Prints the effects and their parameters by position.
 void Effects(const Common& common);
+
+// For the commands.
+struct Project;
+std::string LibraryPath(const Common& common);
+std::string ModulePath(const Common& common);
+// Throws cli::Error unless `path` is a file with something in it.
+void RequireFile(const std::string& path);
+void WarnOfSize(const Project& project, const Size& size);
 
 }  // namespace host

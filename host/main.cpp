@@ -5,6 +5,10 @@
 #include <string>
 
 #include "commands.h"
+#include "interrupt.h"
+
+// As a shell has it of a program that Ctrl-C ends.
+constexpr int kInterruptedStatus = 130;
 
 // NOLINTNEXTLINE(bugprone-exception-escape): outside the try blocks only a mistake in the options throws.
 int main(int argc, char** argv) {
@@ -30,13 +34,23 @@ int main(int argc, char** argv) {
     still_command->add_flag("--profile", still.profile, "print where the frame's time went");
 
     host::RenderOptions render;
-    CLI::App* render_command = app.add_subcommand("render", "every frame of a project as a picture");
+    CLI::App* render_command = app.add_subcommand("render", "every frame of a project as pictures or video");
     render_command->add_option("PROJECT", render.in, "the project (.xml)")->required();
-    render_command->add_option("-o,--output", render.out, "the folder for the .png files")->required();
+    render_command
+        ->add_option("-o,--output", render.out,
+                     "a folder for .png files, a video file (.mp4 .mkv .mov), or - for Y4M")
+        ->required();
     render_command->add_option("--fps", render.frames_per_second, "frames a second; else the project's")
         ->check(CLI::Range(1.0, 1000.0));
     render_command->add_option("--frames", render.frames, "A:B, the frames from A up to, not including, B");
     render_command->add_option("--size", size, "WIDTHxHEIGHT; else the project's");
+    render_command->add_option("--jobs", render.jobs, "so many processes draw, the frames by turns")
+        ->check(CLI::Range(1, 64));
+    render_command->add_flag("--resume", render.resume, "keep the frames that are in the folder already");
+
+    std::string checked;
+    CLI::App* check_command = app.add_subcommand("check", "everything that is wrong with a project");
+    check_command->add_option("PROJECT", checked, "the project (.xml)")->required();
 
     CLI::App* effects_command = app.add_subcommand("effects", "the effects and their parameters by position");
 
@@ -49,7 +63,11 @@ int main(int argc, char** argv) {
         if (!size.empty()) still.size = render.size = host::ParseSize(size);
         if (*still_command) host::Still(common, still);
         if (*render_command) host::Render(common, render);
+        if (*check_command) host::Check(common, checked);
         if (*effects_command) host::Effects(common);
+    } catch (const host::Interrupted& stop) {
+        std::fprintf(stderr, "osmplay: %s\n", stop.what());
+        return kInterruptedStatus;
     } catch (const std::exception& error) {
         std::fflush(stdout);
         std::fprintf(stderr, "osmplay: %s\n", error.what());

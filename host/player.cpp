@@ -50,11 +50,6 @@ std::unique_ptr<osm3d::DataObject> Load(osm3d::Driver& driver, const Project& pr
     return data;
 }
 
-bool IsActive(const std::vector<PlayingClip>& clips, double seconds) {
-    return std::any_of(clips.begin(), clips.end(),
-                       [&](const PlayingClip& playing) { return playing.clip->IsActive(seconds); });
-}
-
 }  // namespace
 
 Player::Player(Module& module, const Project& project, const EffectLibrary& library, unsigned width,
@@ -170,8 +165,6 @@ void Player::MakeEffects() {
     timeline_ = std::make_unique<Timeline>(clips_, *eraser);
     timeline_->Init();
 }
-
-bool Player::HasPicture(double seconds) const { return IsActive(clips_, seconds); }
 
 void Player::Draw(double seconds) {
     if (!timeline_->Draw(seconds)) driver_.GetPlayback()->DrawEmptyFrame();

@@ -35,8 +35,6 @@ class Player {
     void Draw(double seconds);
     // Ends the frame, for a window that shows it.
     void Present() { driver_.GetPlayback()->Present(); }
-    // Whether any clip is active at `seconds`.
-    bool HasPicture(double seconds) const;
     // The frame drawn last. The reference holds until the next call.
     const Picture& Grab();
     // The same into a picture of the caller's, which keeps its memory from call to call.

@@ -13,8 +13,11 @@ struct Picture {
     std::vector<std::uint8_t> rgb;
 };
 
-// Writes `picture` as a PNG: beside the target first, then renamed, so that the file is whole or not there.
-// Throws cli::Error when the file cannot be written.
+// Writes `picture` as a PNG, packed for speed more than for size: beside the target first, then renamed, so
+// that the file is whole or not there. Throws cli::Error when the file cannot be written.
 void WritePng(const std::string& path, const Picture& picture);
+
+// Whether a file of that name is a PNG of that size, begun and ended as one.
+bool IsWholePng(const std::string& path, unsigned width, unsigned height);
 
 }  // namespace host

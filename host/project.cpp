@@ -42,6 +42,13 @@ std::size_t Project::FrameCount() const {
     return static_cast<std::size_t>(std::ceil(length * frames_per_second - 1e-6));
 }
 
+bool Project::HasPicture(double seconds) const {
+    return std::any_of(layers.begin(), layers.end(), [&](const Layer& layer) {
+        return std::any_of(layer.clips.begin(), layer.clips.end(),
+                           [&](const Clip& clip) { return clip.IsActive(seconds); });
+    });
+}
+
 const DataItem* Project::FindData(const std::string& name) const {
     for (const DataItem& item : data)
         if (item.name == name) return &item;

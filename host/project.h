@@ -76,6 +76,8 @@ struct Project {
     bool is_packaged = false;   // the data lies in the package that the module has loaded
 
     std::size_t FrameCount() const;
+    // Whether any clip is active at `seconds`.
+    bool HasPicture(double seconds) const;
     const DataItem* FindData(const std::string& name) const;
 };
 
