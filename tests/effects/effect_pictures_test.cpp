@@ -37,21 +37,14 @@ u32 Mix(u32 a, u32 b, f64 weight) {
     return out;
 }
 
-/// Columns of their own colour each, which tell a picture that is a texel off.
+/// Columns, or rows, of their own colour each, which tell a picture that is a texel off.
 u32 Column(u32 x) { return (x * 7 % 256) << 16 | (255 - x * 7 % 256) << 8 | x * 101 % 256; }
 
-EffectPointer Columns() {
-    return EffectPointer(new Painted([](Painted&) {
-        for (u32 x = 0; x < kWidth; ++x)
-            Painted::Fill(static_cast<i32>(x), 0, static_cast<i32>(x) + 1, kHeight, 0xff000000 | Column(x));
-    }));
-}
-
-/// The other way round: rows.
-EffectPointer Rows() {
-    return EffectPointer(new Painted([](Painted&) {
-        for (u32 y = 0; y < kHeight; ++y)
-            Painted::Fill(0, static_cast<i32>(y), kWidth, static_cast<i32>(y) + 1, 0xff000000 | Column(y));
+EffectPointer Lines(bool columns) {
+    return EffectPointer(new Painted([columns](Painted&) {
+        for (i32 i = 0; i < static_cast<i32>(columns ? kWidth : kHeight); ++i)
+            Painted::Fill(columns ? i : 0, columns ? 0 : i, columns ? i + 1 : 0xffff,
+                          columns ? 0xffff : i + 1, 0xff000000 | Column(static_cast<u32>(i)));
     }));
 }
 
@@ -96,7 +89,7 @@ TEST_F(EffectPictures, CrossFadeMixesByItsProgress) {
 }
 
 TEST_F(EffectPictures, CrossFadeLaysEveryTexelOnItsPixel) {
-    const EffectPointer fade = Make("fx_trans_blend"), columns = Columns(), rows = Rows();
+    const EffectPointer fade = Make("fx_trans_blend"), columns = Lines(true), rows = Lines(false);
     Set(*fade, 0, 0.5);
     Show({fade.get(), {{columns.get(), {}}, {rows.get(), {}}}});
     u32 wrong = 0;
@@ -188,7 +181,7 @@ i32 ShiftedColumn(u32 x, u32 channel, f64 shift) {
 }
 
 TEST_F(EffectPictures, ColourShiftStretchesEachChannelFromItsOwnStart) {
-    const EffectPointer split = Make("fx_render_rgb"), columns = Columns();
+    const EffectPointer split = Make("fx_render_rgb"), columns = Lines(true);
     for (const f64 shift : {0.0, 0.0402, 0.171}) {
         Set(*split, 0, shift);
         Show({split.get(), {{columns.get(), {}}}});
@@ -206,7 +199,7 @@ TEST_F(EffectPictures, ColourShiftStretchesEachChannelFromItsOwnStart) {
         EXPECT_GT(looked, 1800u) << shift;
     }
     // Without a shift the picture is itself, rows too.
-    const EffectPointer rows = Rows();
+    const EffectPointer rows = Lines(false);
     Set(*split, 0, 0);
     Show({split.get(), {{rows.get(), {}}}});
     for (u32 y = 0; y < kHeight; ++y) EXPECT_EQ(device.At(y, y), Column(y)) << y;
@@ -262,7 +255,7 @@ TEST_F(EffectPictures, BlurLaysGrowingCopiesOverItsBase) {
 }
 
 TEST_F(EffectPictures, FilterInTransitionInFilter) {
-    const EffectPointer split = Make("fx_render_rgb", {{"float shift", 0.0402}}), columns = Columns();
+    const EffectPointer split = Make("fx_render_rgb", {{"float shift", 0.0402}}), columns = Lines(true);
     const EffectPointer fade = Make("fx_trans_blend", {{"float progress", 0.25}});
     const EffectPointer grey = Make("fx_render_bw", {{"float brightness", 1 / 3.0}});
     const EffectPointer second = show::Flat(kSecond);
