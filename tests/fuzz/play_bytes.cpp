@@ -5,6 +5,7 @@
 #include <cstdio>
 #include <filesystem>
 
+#include "driver/animation_package.h"
 #include "driver/driver.h"
 #include "effects/simple_effects.h"
 #include "fuzz/play_effect.h"
@@ -69,12 +70,29 @@ const std::string& Playground::Write(const std::uint8_t* data, std::size_t size,
 bool Playground::Scene(const std::uint8_t* data, std::size_t size, float time) {
     const std::unique_ptr<osm3d::DataObject> scene(osm3d::GetDriver().LoadData(Write(data, size, ".om2")));
     if (!scene) return false;
+    Show(*scene, time);
+    return true;
+}
+
+void Playground::Show(osm3d::DataObject& scene, float time) {
     osm3d::fx_simple_scene effect;
     effect.SetStart(0);
     effect.SetLength(1);
-    effect.OnObjectChanged(0, scene.get());
+    effect.OnObjectChanged(0, &scene);
     effect.OnFloatChanged(2, time / 100);
     PlayOnce(effect);
+}
+
+bool Playground::Package(const std::uint8_t* data, std::size_t size) {
+    std::string reason;
+    const std::shared_ptr<osm3d::LoadedAnimation> loaded =
+        osm3d::LoadedAnimation::Read(Write(data, size, ".package"), reason);
+    if (!loaded) return false;
+    loaded->LoadResources();
+    for (const auto& [key, scene] : loaded->Package().scenes) {
+        osm3d::data_scene shown(scene, loaded);
+        Show(shown, 37);
+    }
     return true;
 }
 

@@ -6,6 +6,7 @@
 #include <memory>
 #include <string>
 
+#include "effects/data_object.h"
 #include "support/engine_device.h"
 #include "support/recording_device.h"
 
@@ -25,11 +26,15 @@ class Playground {
     // Loads the bytes as an image file with that extension (".png") and draws it once. True when it has a
     // picture.
     bool Image(const std::uint8_t* data, std::size_t size, const std::string& extension);
+    // Loads the bytes as a loadable animation, updates and renders each of its scenes once. True when it
+    // loaded.
+    bool Package(const std::uint8_t* data, std::size_t size);
     // What the engine asked of the device that a real one would refuse or read past: drawing beyond the ends
     // of its buffers. Empty when all was well.
     std::string Faults();
 
   private:
+    void Show(osm3d::DataObject& scene, float time);
     const std::string& Write(const std::uint8_t* data, std::size_t size, const std::string& extension);
 
     support::RecordingSystem system_;

@@ -1,11 +1,12 @@
-// Writes the seeds of the libFuzzer targets: write_seeds FOLDER makes FOLDER/scene, FOLDER/image and
-// FOLDER/effect.
+// Writes the seeds of the libFuzzer targets: write_seeds FOLDER makes FOLDER/scene, FOLDER/image,
+// FOLDER/effect and FOLDER/package.
 #include <array>
 #include <cstdio>
 #include <cstring>
 #include <filesystem>
 
 #include "fuzz/effect_seeds.h"
+#include "fuzz/package_seeds.h"
 #include "fuzz/seeds.h"
 
 int main(int argc, char** argv) {
@@ -17,11 +18,13 @@ int main(int argc, char** argv) {
     std::filesystem::create_directories(folder / "scene");
     std::filesystem::create_directories(folder / "image");
     std::filesystem::create_directories(folder / "effect");
+    std::filesystem::create_directories(folder / "package");
     auto write = [](const std::filesystem::path& path, const fuzz::Bytes& bytes) {
         std::ofstream out(path, std::ios::binary);
         out.write(reinterpret_cast<const char*>(bytes.data()), static_cast<std::streamsize>(bytes.size()));
     };
     for (const fuzz::Seed& seed : fuzz::SceneSeeds()) write(folder / "scene" / seed.name, seed.bytes);
+    for (const fuzz::Seed& seed : fuzz::PackageSeeds()) write(folder / "package" / seed.name, seed.bytes);
     constexpr std::array<const char*, 6> kinds = {".bmp", ".dds", ".dib", ".jpg", ".png", ".tga"};
     for (const fuzz::Seed& seed : fuzz::ImageSeeds()) {
         fuzz::Bytes bytes = seed.bytes;

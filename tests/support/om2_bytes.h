@@ -6,6 +6,7 @@
 #include <cstdint>
 #include <cstring>
 #include <functional>
+#include <map>
 #include <string>
 #include <utility>
 #include <vector>
@@ -24,6 +25,9 @@ class File {
   public:
     std::vector<std::uint8_t> bytes;
     std::vector<std::size_t> chunks, refs;  // where they begin, the chunks by their ids
+    // Without headers and ids, each object whole wherever it is mentioned, strings without their end: the
+    // form of an export. To be set before anything is written.
+    bool bare = false;
 
     File() { Raw("NONE", 4); }
 
@@ -51,11 +55,17 @@ class File {
     void Floats(const std::array<float, N>& values) {
         for (float v : values) F32(v);
     }
-    void String(const std::string& text) { Raw(text.c_str(), text.size() + 1); }
+    void String(const std::string& text) { Raw(text.c_str(), text.size() + (bare ? 0 : 1)); }
 
     // Writes a chunk with the next id; `body` writes what stands in it. Returns the id.
     int Chunk(const char* tag, unsigned version, const Body& body) {
         const int id = next_id_++;
+        if (bare) {
+            const std::size_t start = bytes.size();
+            body();
+            bodies_[id].assign(bytes.begin() + static_cast<std::ptrdiff_t>(start), bytes.end());
+            return id;
+        }
         chunks.push_back(bytes.size());
         Raw(tag, 4);
         U16(version);
@@ -70,6 +80,7 @@ class File {
     void Null() { U32(0); }
     void Ref(int id) {
         if (id < 0) return Null();
+        if (bare) return Raw(bodies_.at(id).data(), bodies_.at(id).size());
         refs.push_back(bytes.size());
         U32(0x80000000u | static_cast<std::uint32_t>(id));
     }
@@ -435,6 +446,7 @@ class File {
 
   private:
     int next_id_ = 0;
+    std::map<int, std::vector<std::uint8_t>> bodies_;
 };
 
 // An axis-aligned rectangle in the plane z, facing +z, counter-clockwise from the front.
