@@ -12,6 +12,7 @@
 #include "player.h"
 #include "png_file.h"
 #include "project.h"
+#include "source.h"
 
 namespace host {
 namespace fs = std::filesystem;
@@ -77,10 +78,8 @@ void Still(const Common& common, const StillOptions& options) {
     RequireFile(options.in);
     const EffectLibrary library(LibraryPath(common));
     const bool is_scene = fs::path(options.in).extension() == ".om2";
-    if (!is_scene && fs::path(options.in).extension() != ".xml")
-        throw cli::Error(fmt::format("{}: is neither a scene (.om2) nor a project (.xml)", options.in));
     const Project project = is_scene ? SceneProject(options.in, options.time, options.camera, library)
-                                     : ReadProject(options.in, library);
+                                     : ReadSource(options.in, library);
     const Size size = options.size.value_or(Size{project.width, project.height});
     WarnOfSize(project, size);
     Module module(ModulePath(common));
@@ -99,7 +98,7 @@ void Check(const Common& common, const std::string& path) {
     RequireFile(path);
     const EffectLibrary library(LibraryPath(common));
     Mistakes mistakes;
-    const Project project = ReadProject(path, library, mistakes);
+    const Project project = ReadSource(path, library, mistakes);
     Module module(ModulePath(common));
     CheckData(module, project, mistakes);
     if (mistakes.empty()) {

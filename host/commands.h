@@ -50,6 +50,12 @@ void Render(const Common& common, const RenderOptions& options);
 // or that it is fine.
 void Check(const Common& common, const std::string& path);
 
+struct ExportOptions {
+    std::string in, out;
+    bool loadable = false;  // the form that osmplay itself plays
+};
+void Export(const Common& common, const ExportOptions& options);
+
 // Prints the effects and their parameters by position.
 void Effects(const Common& common);
 

@@ -6,6 +6,7 @@
 
 #include "commands.h"
 #include "interrupt.h"
+#include "play.h"
 
 // As a shell has it of a program that Ctrl-C ends.
 constexpr int kInterruptedStatus = 130;
@@ -33,6 +34,19 @@ int main(int argc, char** argv) {
     still_command->add_option("--size", size, "WIDTHxHEIGHT; else the project's, or 640x480");
     still_command->add_flag("--profile", still.profile, "print where the frame's time went");
 
+    host::PlayOptions play;
+    CLI::App* play_command = app.add_subcommand("play", "a window with sound and timeline");
+    play_command->add_option("PROJECT", play.in, "the project (.xml)")->required();
+    play_command->add_flag("--paused", play.is_paused, "stand at the first frame; space plays");
+    play_command->add_flag("--loop", play.is_looping, "begin anew at the end");
+    play_command->add_flag("--full-screen", play.is_full_screen, "as the F key does");
+    play_command->add_flag("--bench", play.bench, "show every frame without waiting, and print what they took");
+    play_command->footer(
+        "Keys: space plays and pauses; left, right a second, with shift a frame; up, down to the cut before and\n"
+        "after; Home, End; F full screen; S saves the picture here; R reloads what changed on disk; L over and\n"
+        "over; Tab hides the timeline; Esc leaves full screen, then the program. Click or drag on the timeline to\n"
+        "go there, turn the wheel to look closer.");
+
     host::RenderOptions render;
     CLI::App* render_command = app.add_subcommand("render", "every frame of a project as pictures or video");
     render_command->add_option("PROJECT", render.in, "the project (.xml)")->required();
@@ -48,6 +62,12 @@ int main(int argc, char** argv) {
         ->check(CLI::Range(1, 64));
     render_command->add_flag("--resume", render.resume, "keep the frames that are in the folder already");
 
+    host::ExportOptions exported;
+    CLI::App* export_command = app.add_subcommand("export", "a project and its data in one file");
+    export_command->add_option("PROJECT", exported.in, "the project (.xml)")->required();
+    export_command->add_option("-o,--output", exported.out, "the file")->required();
+    export_command->add_flag("--loadable", exported.loadable, "in the form that osmplay plays itself");
+
     std::string checked;
     CLI::App* check_command = app.add_subcommand("check", "everything that is wrong with a project");
     check_command->add_option("PROJECT", checked, "the project (.xml)")->required();
@@ -62,7 +82,9 @@ int main(int argc, char** argv) {
     try {
         if (!size.empty()) still.size = render.size = host::ParseSize(size);
         if (*still_command) host::Still(common, still);
+        if (*play_command) host::Play(common, play);
         if (*render_command) host::Render(common, render);
+        if (*export_command) host::Export(common, exported);
         if (*check_command) host::Check(common, checked);
         if (*effects_command) host::Effects(common);
     } catch (const host::Interrupted& stop) {

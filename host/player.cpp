@@ -22,12 +22,25 @@ namespace {
 constexpr const char* kSceneEffect = "fx_simple_scene";
 constexpr u32 kSceneCamera = 1;
 
-// What `item` names, loaded by the module; null, and why, when that cannot be.
-std::unique_ptr<osm3d::DataObject> Load(osm3d::Driver& driver, const Project& project, const DataItem& item,
-                                        std::string& why) {
-    if (project.is_packaged) {
-        std::unique_ptr<osm3d::DataObject> data(driver.LoadData(item.path));
-        if (!data) why = fmt::format("{}: {} is not in the package", item.place, Quoted(item.path));
+// Has the module take data from the project's package, if it is one.
+void OpenPackage(osm3d::Driver& driver, const Project& project) {
+    if (project.package.empty()) return;
+    std::string text;
+    driver.LoadAnimation(project.package, text);
+    // The module has told why.
+    if (text.empty() || text != project.text)
+        throw cli::Error(fmt::format("{}: cannot be loaded as a package", project.package));
+}
+
+}  // namespace
+
+std::unique_ptr<osm3d::DataObject> LoadDataItem(osm3d::Driver& driver, const Project& project,
+                                                const DataItem& item, std::string& why) {
+    if (!project.package.empty()) {
+        std::unique_ptr<osm3d::DataObject> data(driver.LoadData(item.Key()));
+        if (!data)
+            why =
+                fmt::format("{}: {} \"{}\" is not in the package", item.place, item.kind, Quoted(item.name));
         return data;
     }
     std::error_code error;
@@ -49,8 +62,6 @@ std::unique_ptr<osm3d::DataObject> Load(osm3d::Driver& driver, const Project& pr
     }
     return data;
 }
-
-}  // namespace
 
 Player::Player(Module& module, const Project& project, const EffectLibrary& library, unsigned width,
                unsigned height)
@@ -85,9 +96,6 @@ void Player::Stop() {
     clips_.clear();
     for (osm3d::Effect* effect : effects_) effect->Release();
     effects_.clear();
-    // The objects of a package are its own, and go with the process.
-    if (project_.is_packaged)
-        for (auto& [name, data] : data_) static_cast<void>(data.release());
     data_.clear();
     copy_.Reset();
     resolved_.Reset();
@@ -96,9 +104,10 @@ void Player::Stop() {
 }
 
 void Player::LoadData() {
+    OpenPackage(driver_, project_);
     for (const DataItem& item : project_.data) {
         std::string why;
-        data_[item.name] = Load(driver_, project_, item, why);
+        data_[item.name] = LoadDataItem(driver_, project_, item, why);
         if (!why.empty()) throw cli::Error(why);
     }
 }
@@ -174,16 +183,23 @@ void CheckData(Module& module, const Project& project, Mistakes& mistakes) {
     constexpr unsigned kSize = 16;
     osm3d::Driver& driver = module.Driver();
     const std::unique_ptr<platform::Window> window = platform::MakeOffscreenWindow(kSize, kSize);
-    driver.GetPlayback()->Start(window->Handle(), nullptr, kSize, kSize, 32, true, 0);
-    for (const DataItem& item : project.data) {
-        if (item.path.empty()) continue;
-        std::string why;
-        Load(driver, project, item, why);
-        if (!why.empty()) mistakes.push_back(why);
+    const bool has_device = driver.GetPlayback()->IsStarted();
+    if (!has_device) driver.GetPlayback()->Start(window->Handle(), nullptr, kSize, kSize, 32, true, 0);
+    try {
+        OpenPackage(driver, project);
+        for (const DataItem& item : project.data) {
+            if (item.path.empty()) continue;
+            std::string why;
+            LoadDataItem(driver, project, item, why);
+            if (!why.empty()) mistakes.push_back(why);
+        }
+    } catch (const cli::Error& error) {
+        mistakes.emplace_back(error.what());
     }
-    driver.GetPlayback()->Stop();
+    if (!has_device) driver.GetPlayback()->Stop();
     std::error_code error;
-    if (!project.sound.path.empty() && !std::filesystem::is_regular_file(project.sound.path, error))
+    if (!project.sound.path.empty() && project.package.empty() &&
+        !std::filesystem::is_regular_file(project.sound.path, error))
         mistakes.push_back(
             fmt::format("{}: {} is not there (sound)", project.sound.place, Quoted(project.sound.path)));
 }

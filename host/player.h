@@ -66,7 +66,12 @@ class Player {
     Picture picture_;
 };
 
-// Adds to `mistakes` what of the project's data is not there or does not load in the module.
+// What `item` names, loaded by the module, whose playback is started; null, and why, when that cannot be.
+std::unique_ptr<osm3d::DataObject> LoadDataItem(osm3d::Driver& driver, const Project& project,
+                                                const DataItem& item, std::string& why);
+
+// Adds to `mistakes` what of the project's data is not there or does not load in the module. With a player,
+// that of its project or another, it uses that one's device.
 void CheckData(Module& module, const Project& project, Mistakes& mistakes);
 
 }  // namespace host

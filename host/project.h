@@ -35,6 +35,9 @@ struct DataItem {
     std::string kind;   // "scene" or "bitmap"
     std::string path;   // as the module takes it
     std::string place;  // "file:line", for messages
+
+    // What it is called in a package. No file has such a name, so that nothing else is taken for it.
+    std::string Key() const { return kind + ":" + name; }
 };
 
 struct SoundTrack {
@@ -73,7 +76,7 @@ struct Project {
     };
     std::vector<Layer> layers;  // drawn in order, the first at the back
     std::string text;           // the file as it stands
-    bool is_packaged = false;   // the data lies in the package that the module has loaded
+    std::string package;        // the file that all data lies in; empty: each in its own
 
     std::size_t FrameCount() const;
     // Whether any clip is active at `seconds`.

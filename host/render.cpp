@@ -29,7 +29,7 @@ constexpr const char* kStandardOutput = "-";
 
 // What a rendering is, worked out before anything is drawn.
 struct Plan {
-    Source source;
+    Project project;
     Size size;
     Range range;
     std::vector<std::size_t> frames;  // those to be drawn, ascending
@@ -38,11 +38,11 @@ struct Plan {
 };
 
 double TimeOf(const Plan& plan, std::size_t frame) {
-    return static_cast<double>(frame) / plan.source.project.frames_per_second;
+    return static_cast<double>(frame) / plan.project.frames_per_second;
 }
 
 VideoFormat FormatOf(const Plan& plan) {
-    const Project& project = plan.source.project;
+    const Project& project = plan.project;
     VideoFormat format;
     format.width = plan.size.width;
     format.height = plan.size.height;
@@ -50,6 +50,11 @@ VideoFormat FormatOf(const Plan& plan) {
     format.length = static_cast<double>(plan.range.end - plan.range.first) / project.frames_per_second;
     if (project.sound.path.empty()) return format;
     std::error_code error;
+    if (!std::filesystem::is_regular_file(project.sound.path, error) && !project.package.empty()) {
+        std::fprintf(stderr, "osmplay: %s is not there: the video has no sound\n",
+                     project.sound.path.c_str());
+        return format;
+    }
     if (!std::filesystem::is_regular_file(project.sound.path, error))
         throw cli::Error(fmt::format("{}: {} is not there (sound)", project.sound.place, project.sound.path));
     const double begin = TimeOf(plan, plan.range.first) - project.sound.start;
@@ -60,7 +65,7 @@ VideoFormat FormatOf(const Plan& plan) {
 std::unique_ptr<FrameSink> MakeSink(const Plan& plan, const std::string& out) {
     if (plan.is_folder) return MakePngFolder(out);
     if (out == kStandardOutput)
-        return MakeY4m(stdout, plan.size.width, plan.size.height, plan.source.project.frames_per_second);
+        return MakeY4m(stdout, plan.size.width, plan.size.height, plan.project.frames_per_second);
     return MakeVideo(out, FormatOf(plan));
 }
 
@@ -68,9 +73,7 @@ std::unique_ptr<FrameSink> MakeSink(const Plan& plan, const std::string& out) {
 void DrawFrames(const Common& common, const Plan& plan, const EffectLibrary& library,
                 const std::vector<std::size_t>& frames, const PictureQueue::Write& write) {
     Module module(ModulePath(common));
-    Source source = plan.source;
-    Open(source, module);
-    Player player(module, source.project, library, plan.size.width, plan.size.height);
+    Player player(module, plan.project, library, plan.size.width, plan.size.height);
     PictureQueue queue(kWaitingPictures, write);
     Picture picture;
     for (const std::size_t frame : frames) {
@@ -118,10 +121,10 @@ std::size_t RunJobs(const Common& common, const Plan& plan, const EffectLibrary&
     return progress.Done();
 }
 
-Plan MakePlan(const Common& common, const RenderOptions& options, const EffectLibrary& library) {
+Plan MakePlan(const RenderOptions& options, const EffectLibrary& library) {
     Plan plan;
-    plan.source = ReadSource(options.in, library);
-    Project& project = plan.source.project;
+    plan.project = ReadSource(options.in, library);
+    Project& project = plan.project;
     if (options.frames_per_second > 0) project.frames_per_second = options.frames_per_second;
     plan.range = ParseRange(options.frames, project.FrameCount());
     plan.size = options.size.value_or(Size{project.width, project.height});
@@ -134,7 +137,6 @@ Plan MakePlan(const Common& common, const RenderOptions& options, const EffectLi
         if (!options.resume || !IsWholePng(FrameFile(options.out, frame), plan.size.width, plan.size.height))
             plan.frames.push_back(frame);
     plan.jobs = std::clamp<std::size_t>(options.jobs, 1, std::max<std::size_t>(plan.frames.size(), 1));
-    static_cast<void>(common);
     return plan;
 }
 
@@ -143,8 +145,8 @@ Plan MakePlan(const Common& common, const RenderOptions& options, const EffectLi
 void Render(const Common& common, const RenderOptions& options) {
     RequireFile(options.in);
     const EffectLibrary library(LibraryPath(common));
-    const Plan plan = MakePlan(common, options, library);
-    const Project& project = plan.source.project;
+    const Plan plan = MakePlan(options, library);
+    const Project& project = plan.project;
     WarnOfSize(project, plan.size);
     CatchInterrupts();
     std::unique_ptr<FrameSink> sink;

@@ -2,16 +2,67 @@
 
 #include <fmt/format.h>
 
+#include <array>
+#include <cstring>
 #include <filesystem>
+#include <fstream>
 
 #include "cli/error.h"
 
 namespace host {
+namespace {
 
-Source ReadSource(const std::string& path, const EffectLibrary& library) {
-    return {path, ReadProject(path, library)};
+// A package is an object slot: what it is, version, number and size, then the project's text up to a zero.
+constexpr std::array<char, 4> kPackage = {'s', 't', 'f', 'x'};
+constexpr std::array<char, 4> kPacked = {'I', 'O', 'B', 'Z'};
+constexpr std::streamoff kPackageHead = 12;
+constexpr std::size_t kLongestText = std::size_t{64} << 20;
+
+std::array<char, 4> Magic(const std::string& path) {
+    std::array<char, 4> magic{};
+    std::ifstream(path, std::ios::binary).read(magic.data(), magic.size());
+    return magic;
 }
 
-void Open(Source&, Module&) {}
+std::string PackageText(const std::string& path) {
+    std::ifstream in(path, std::ios::binary);
+    in.seekg(kPackageHead);
+    std::string text;
+    std::array<char, 65536> block{};
+    while (in.read(block.data(), block.size()), in.gcount() > 0) {
+        const auto size = static_cast<std::size_t>(in.gcount());
+        const std::size_t length = ::strnlen(block.data(), size);
+        text.append(block.data(), length);
+        if (length < size) return text;
+        if (text.size() > kLongestText) break;
+    }
+    throw cli::Error(fmt::format("{}: is a package without a project", path));
+}
+
+}  // namespace
+
+Project ReadSource(const std::string& path, const EffectLibrary& library, Mistakes& mistakes) {
+    if (std::filesystem::path(path).extension() == ".xml") return ReadProject(path, library, mistakes);
+    const std::array<char, 4> magic = Magic(path);
+    if (magic == kPacked && std::filesystem::path(path).extension() != ".om2")
+        throw cli::Error(
+            fmt::format("{}: is no file to be played; osmplay export --loadable makes one", path));
+    if (magic != kPackage)
+        throw cli::Error(
+            fmt::format("{}: is neither a project (.xml) nor a package (osmplay export --loadable)", path));
+    Project project = ParseProject(path, PackageText(path), library, mistakes);
+    project.package = path;
+    // Sound is no part of a package.
+    if (!project.sound.path.empty())
+        project.sound.path = (std::filesystem::path(path).parent_path() / project.sound.path).string();
+    return project;
+}
+
+Project ReadSource(const std::string& path, const EffectLibrary& library) {
+    Mistakes mistakes;
+    Project project = ReadSource(path, library, mistakes);
+    ThrowFirst(mistakes);
+    return project;
+}
 
 }  // namespace host

@@ -1,22 +1,17 @@
-// What osmplay plays: a project file.
+// What osmplay plays: a project and the files that it names, or a package that holds both.
 #pragma once
 
 #include <string>
 
-#include "module.h"
 #include "project.h"
 
 namespace host {
 
-struct Source {
-    std::string path;
-    Project project;
-};
+// Reads a project (.xml) or a package (osmplay export --loadable). Throws cli::Error with the first mistake,
+// or when it is neither.
+Project ReadSource(const std::string& path, const EffectLibrary& library);
 
-// Reads a project (.xml). Throws cli::Error with the first mistake.
-Source ReadSource(const std::string& path, const EffectLibrary& library);
-
-// Comes before a Player for the source's project is made.
-void Open(Source& source, Module& module);
+// The same with all mistakes.
+Project ReadSource(const std::string& path, const EffectLibrary& library, Mistakes& mistakes);
 
 }  // namespace host
