@@ -137,12 +137,14 @@ class OpenAlVoice final : public SoundVoice {
 
     void Feed() override {
         const Current current(device_.context);
-        TakeHeard();
+        TakeOut(Processed());
+        const std::size_t before = count_;
         while (count_ < kBuffers && FillOne()) {
         }
         if (State() == AL_PLAYING) return;
-        // It has run dry, and goes on where it stood; what it played meanwhile would be played again.
-        TakeHeard();
+        // It has run dry, and goes on where it stood. All that is queued counts as played now, so which of it
+        // was heard is known here alone.
+        TakeOut(before);
         if (count_ > 0) alSourcePlay(source_);
     }
 
@@ -176,8 +178,8 @@ class OpenAlVoice final : public SoundVoice {
                 raw_since_ = now;
             } else if (state == AL_PLAYING && raw_ > start_) {
                 const u64 since = std::min(now - raw_since_, device_.period);
-                position =
-                    std::min(base_ + queued_, position + static_cast<i64>(since * file_.rate() / 1000000000));
+                const u64 frames = (since * file_.rate() + 999999999) / 1000000000;
+                position = std::min(base_ + queued_, position + static_cast<i64>(frames));
             }
         }
         shown_ = std::max(shown_, position);
@@ -196,11 +198,14 @@ class OpenAlVoice final : public SoundVoice {
         alGetSourcei(source_, AL_SOURCE_STATE, &state);
         return state;
     }
-    // Takes out of the queue what was played.
-    void TakeHeard() {
+    std::size_t Processed() const {
         ALint done = 0;
         alGetSourcei(source_, AL_BUFFERS_PROCESSED, &done);
-        for (; done > 0 && count_ > 0; --done) {
+        return static_cast<std::size_t>(std::max(done, 0));
+    }
+    // Takes the first buffers out of the queue.
+    void TakeOut(std::size_t count) {
+        for (; count > 0 && count_ > 0; --count) {
             ALuint buffer = 0;
             alSourceUnqueueBuffers(source_, 1, &buffer);
             base_ += frames_[first_];

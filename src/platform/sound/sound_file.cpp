@@ -20,6 +20,8 @@ namespace {
 // Samples of all channels in one block of decoding.
 constexpr std::size_t kBlockSamples = 16384;
 
+constexpr i64 kLastPageSeconds = 4;
+
 // A second of digital silence at 48 kHz takes a lossless coder about 150 bytes. What expands further than
 // this, with a start for short files, was made to fill memory.
 constexpr u64 kSamplesPerByte = 1024;
@@ -177,6 +179,7 @@ std::unique_ptr<SoundFile> SoundFile::Open(const std::string& path) {
     }
     sound->rate_ = static_cast<u32>(info.samplerate);
     sound->channels_ = static_cast<u32>(info.channels);
+    sound->is_vorbis_ = (info.format & SF_FORMAT_SUBMASK) == SF_FORMAT_VORBIS;
     sound->frames_ = std::max<i64>(info.frames, 0);
     sound->block_.resize(std::max<std::size_t>(kBlockSamples / sound->channels_, 1) * sound->channels_);
     return sound;
@@ -229,7 +232,20 @@ std::size_t SoundFile::ReadStereo(i16* out, std::size_t count) {
     return done;
 }
 
-bool SoundFile::Seek(i64 frame) { return sf_seek(decoder_->file, frame, SEEK_SET) == frame; }
+bool SoundFile::Seek(i64 frame) {
+    if (!is_vorbis_) return sf_seek(decoder_->file, frame, SEEK_SET) == frame;
+    // The decoder goes to a wrong place unless it stands at the beginning, just put there, and within the
+    // last page, which begins at most some seconds before the end, even then: those are read up to the place.
+    const i64 safe = std::clamp<i64>(frames_ - kLastPageSeconds * rate_, 0, std::max<i64>(frame, 0));
+    if (sf_seek(decoder_->file, 0, SEEK_SET) != 0) return false;
+    if (safe > 0 && sf_seek(decoder_->file, safe, SEEK_SET) != safe) return false;
+    for (i64 at = safe; at < frame;) {
+        const std::size_t got = ReadBlock(static_cast<std::size_t>(std::min<i64>(frame - at, kBlockSamples)));
+        if (got == 0) return false;
+        at += static_cast<i64>(got);
+    }
+    return true;
+}
 
 bool DecodeMono(const std::string& path, std::size_t limit, std::vector<i16>& samples) {
     samples.clear();
@@ -243,7 +259,7 @@ bool DecodeMono(const std::string& path, std::size_t limit, std::vector<i16>& sa
     std::vector<i16> block(kBlockSamples);
     while (const std::size_t got = file->ReadMono(block.data(), block.size())) {
         if (got > most - samples.size()) {
-            samples = {};
+            std::vector<i16>().swap(samples);
             return false;
         }
         samples.insert(samples.end(), block.begin(), block.begin() + static_cast<std::ptrdiff_t>(got));

@@ -50,6 +50,7 @@ class SoundFile {
     u32 rate_ = 0;
     u32 channels_ = 0;
     i64 frames_ = 0;
+    bool is_vorbis_ = false;
     std::vector<f32> block_;
 };
 
