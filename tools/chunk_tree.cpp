@@ -76,10 +76,18 @@ std::string Number(float value) { return fmt::format("{}", value); }
 class Walker {
   public:
     Walker(const Envelope& envelope, ChunkTree& tree)
-        : bytes_(envelope.objects), packed_(envelope.form == Form::Packed), tree_(tree) {}
+        : bytes_(envelope.objects),
+          packed_(envelope.form == Form::Packed),
+          magic_(envelope.form == Form::Animation ? 0 : 4),
+          tree_(tree) {}
 
     void Run() {
         Slot("root", tree_.root);
+        if (packed_ && tree_.root.kind == Node::Kind::Chunk && tree_.root.class_name.empty())
+            tree_.faults.insert(tree_.faults.begin(),
+                                {FileOffset(0),
+                                 "no known object stands here: an animation exported in the form that is not "
+                                 "loadable looks like this, and nothing reads it back"});
         if (!broken_ && at_ < bytes_.size())
             tree_.faults.push_back(
                 {FileOffset(at_),
@@ -87,7 +95,7 @@ class Walker {
     }
 
   private:
-    std::size_t FileOffset(std::size_t at) const { return at + 4; }
+    std::size_t FileOffset(std::size_t at) const { return at + magic_; }
     std::size_t Left() const { return bytes_.size() - at_; }
 
     void Break(const std::string& what) {
@@ -512,6 +520,7 @@ class Walker {
 
     const Bytes& bytes_;
     const bool packed_;
+    const std::size_t magic_;  // bytes before the root
     ChunkTree& tree_;
     std::size_t at_ = 0;
     unsigned nesting_ = 0, tree_depth_ = 0;

@@ -24,9 +24,8 @@ struct Node {
     std::string tag;         // four characters
     std::string class_name;  // empty when no class is known for the tag
     unsigned version = 0;
-    unsigned id = 0;  // of the chunk, or of the object referred to
-    std::size_t offset =
-        0;  // of the chunk's header in the file (plain) or in the unpacked data plus 4 (packed)
+    unsigned id = 0;         // of the chunk, or of the object referred to
+    std::size_t offset = 0;  // of the chunk's header in the file, or in the unpacked data plus 4 (packed)
     std::uint32_t size = 0;  // of the body
     std::vector<Field> fields;
     std::vector<Node> children;

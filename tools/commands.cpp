@@ -11,6 +11,7 @@
 #include "chunk_tree.h"
 #include "cli/error.h"
 #include "cli/whole_file.h"
+#include "driver/animation_package.h"
 #include "effect_faults.h"
 #include "envelope.h"
 #include "info.h"
@@ -65,19 +66,55 @@ std::vector<std::string> MissingImages(const osm3d::Texture& texture) {
     return missing;
 }
 
-// What the scene takes from files and cannot have, as `om2 check` tells it.
-void FindWhatDoesNotDraw(const osm3d::SceneHierarchy& scene, const osmio::ObjectGraph& graph,
-                         const std::function<void(const std::string&)>& tell) {
-    for (const osm3d::Texture* texture : scene.textures)
-        for (const std::string& path : MissingImages(*texture))
-            tell(fmt::format("image \"{}\" is not there: what needs it draws untextured", path));
+// A scene file, for what scenes alone have.
+Envelope ReadScene(const std::string& file) {
+    Envelope envelope = ReadEnvelope(file);
+    if (envelope.form == Form::Animation)
+        throw cli::Error(
+            fmt::format("{}: is an animation, which has neither a plain nor a packed form", file));
+    return envelope;
+}
+
+using Tell = std::function<void(const std::string&)>;
+
+// What is taken from files and cannot be had, as `om2 check` tells it.
+void TellOfImages(const osm3d::Texture& texture, const Tell& tell) {
+    for (const std::string& path : MissingImages(texture))
+        tell(fmt::format("image \"{}\" is not there: what needs it draws untextured", path));
+}
+
+void TellOfEffects(const osmio::ObjectGraph& graph, const Tell& tell) {
     for (const auto& object : graph.Objects())
         if (const auto* effect = dynamic_cast<const osm3d::MaterialFX*>(object.get()))
             for (const std::string& message : EffectFaults(effect->GetFile()))
                 tell(fmt::format("an effect material does not draw: {}", message));
+}
+
+void TellOfBackground(const osm3d::SceneHierarchy& scene, const Tell& tell) {
     const auto* background = dynamic_cast<const osm3d::AtmosphericBackground*>(scene.background);
     if (background && background->GetCube() && !background->GetCube()->IsSeparated())
         tell("the cube background has one cube map in place of six images: it draws white");
+}
+
+void CheckScene(const std::string& file, const Tell& tell) {
+    osmio::ObjectGraph graph;
+    osm3d::SceneHierarchy* scene = nullptr;
+    std::string reason;
+    if (!osm3d::LoadSceneFile(file, graph, scene, reason)) return tell(reason);
+    for (const osm3d::Texture* texture : scene->textures) TellOfImages(*texture, tell);
+    TellOfEffects(graph, tell);
+    TellOfBackground(*scene, tell);
+}
+
+void CheckAnimation(const std::string& file, const Tell& tell) {
+    std::string reason;
+    const auto animation = osm3d::LoadedAnimation::Read(file, reason);
+    if (!animation) return tell(reason);
+    for (const auto& [key, texture] : animation->Package().textures)
+        if (texture) TellOfImages(*texture, tell);
+    TellOfEffects(animation->Graph(), tell);
+    for (const auto& [key, scene] : animation->Package().scenes)
+        if (scene) TellOfBackground(*scene, [&](const std::string& line) { tell(key + ": " + line); });
 }
 
 std::string Counts(const Model& model) {
@@ -111,19 +148,16 @@ bool Check(const std::string& file) {
         sound = false;
     };
     for (const Fault& fault : tree.faults) tell(fmt::format("at byte {}: {}", fault.offset, fault.what));
-    osmio::ObjectGraph graph;
-    osm3d::SceneHierarchy* scene = nullptr;
-    std::string reason;
-    if (osm3d::LoadSceneFile(file, graph, scene, reason))
-        FindWhatDoesNotDraw(*scene, graph, tell);
+    if (envelope.form == Form::Animation)
+        CheckAnimation(file, tell);
     else
-        tell(reason);
+        CheckScene(file, tell);
     if (sound) Print(fmt::format("{}: sound\n", file));
     return sound;
 }
 
 void Pack(const std::string& in, const std::string& out, bool embed) {
-    Envelope envelope = ReadEnvelope(in);
+    Envelope envelope = ReadScene(in);
     const ChunkTree tree = ReadChunkTree(envelope);
     if (!tree.faults.empty())
         throw cli::Error(fmt::format("{}: is damaged and is not packed: {} (om2 check tells more)", in,
@@ -159,7 +193,7 @@ void Pack(const std::string& in, const std::string& out, bool embed) {
 }
 
 void Unpack(const std::string& in, const std::string& out) {
-    const Envelope envelope = ReadEnvelope(in);
+    const Envelope envelope = ReadScene(in);
     const NamedFiles named =
         envelope.form == Form::Packed ? FindNamedFiles(ReadChunkTree(envelope).root) : NamedFiles{};
     if (named.images || named.effects)

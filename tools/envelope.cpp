@@ -81,6 +81,11 @@ Envelope ReadEnvelope(const std::string& path) {
         result.objects = std::move(bytes);
         return result;
     }
+    if (bytes.size() >= 4 && std::memcmp(bytes.data(), "stfx", 4) == 0) {
+        result.form = Form::Animation;
+        result.objects = std::move(bytes);
+        return result;
+    }
     if (bytes.size() < 4 || std::memcmp(bytes.data(), "IOBZ", 4) != 0)
         throw cli::Error(fmt::format("{}: is not an .om2 file: it starts with neither NONE nor IOBZ", path));
     if (bytes.size() < 12)

@@ -1,4 +1,5 @@
-// The outermost bytes of an .om2 file: plain ("NONE") and packed ("IOBZ") forms.
+// The outermost bytes of an .om2 file: plain ("NONE") and packed ("IOBZ") forms; those of a loadable
+// animation, which begins with its root object.
 #pragma once
 
 #include <cstdint>
@@ -9,7 +10,7 @@ namespace tools {
 
 using Bytes = std::vector<std::uint8_t>;
 
-enum class Form { Plain, Packed };
+enum class Form { Plain, Packed, Animation };
 
 struct Envelope {
     Form form = Form::Plain;
@@ -17,11 +18,11 @@ struct Envelope {
     Bytes objects;                // the root object's slot onward, unpacked
 };
 
-// Reads a whole file. Throws cli::Error when it cannot be read, is of neither form, or its packed data is
+// Reads a whole file. Throws cli::Error when it cannot be read, is of no form, or its packed data is
 // broken.
 Envelope ReadEnvelope(const std::string& path);
 
-// The bytes of a file in `form` that holds `objects`.
+// The bytes of a file in `form`, plain or packed, that holds `objects`.
 Bytes MakeEnvelope(Form form, const Bytes& objects);
 
 // Writes beside `path`, then renames: the file is whole or not there. Throws cli::Error when it cannot be

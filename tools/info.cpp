@@ -8,7 +8,9 @@
 namespace tools {
 namespace {
 
-const char* FormName(Form form) { return form == Form::Plain ? "plain" : "packed"; }
+const char* FormName(Form form) {
+    return form == Form::Plain ? "plain" : form == Form::Packed ? "packed" : "animation";
+}
 
 std::string Quoted(const std::string& text) {
     std::string out = "\"";

@@ -44,6 +44,9 @@ class LoadedAnimation {
 
     AnimationPackage& Package() { return *package; }
 
+    /// All that the file made.
+    const osmio::ObjectGraph& Graph() const { return graph; }
+
   private:
     osmio::ObjectGraph graph;
     AnimationPackage* package = nullptr;
