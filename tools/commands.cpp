@@ -114,7 +114,9 @@ void CheckAnimation(const std::string& file, const Tell& tell) {
         if (texture) TellOfImages(*texture, tell);
     TellOfEffects(animation->Graph(), tell);
     for (const auto& [key, scene] : animation->Package().scenes)
-        if (scene) TellOfBackground(*scene, [&](const std::string& line) { tell(key + ": " + line); });
+        if (scene)
+            TellOfBackground(*scene,
+                             [&tell, &place = key](const std::string& line) { tell(place + ": " + line); });
 }
 
 std::string Counts(const Model& model) {
