@@ -129,13 +129,19 @@ HRESULT GlDevice::StartTargets(const D3DPRESENT_PARAMETERS& parameters) {
     ResetViewport();
     BindTargets();
 
-    Window* window =
-        Window::FromHandle(parameters.hDeviceWindow ? parameters.hDeviceWindow : creation_.hFocusWindow);
+    Window* window = TargetWindow();
     if (window && window->Sdl()) {
-        SDL_SetWindowFullscreen(window->Sdl(), parameters.Windowed ? 0 : SDL_WINDOW_FULLSCREEN_DESKTOP);
+        // A host's own full screen is not the device's to end.
+        if (!parameters.Windowed || full_screen_)
+            SDL_SetWindowFullscreen(window->Sdl(), parameters.Windowed ? 0 : SDL_WINDOW_FULLSCREEN_DESKTOP);
+        full_screen_ = !parameters.Windowed;
         context_->SetSwapInterval(parameters.PresentationInterval == D3DPRESENT_INTERVAL_IMMEDIATE ? 0 : 1);
     }
     return D3D_OK;
+}
+
+Window* GlDevice::TargetWindow() const {
+    return Window::FromHandle(present_.hDeviceWindow ? present_.hDeviceWindow : creation_.hFocusWindow);
 }
 
 void GlDevice::UnbindAll() {
@@ -219,8 +225,8 @@ void GlDevice::BlitToWindow(const RECT* source, const RECT* dest) {
     const auto width = static_cast<LONG>(back_buffer_->Width()),
                height = static_cast<LONG>(back_buffer_->Height());
     const RECT from = source ? *source : RECT{0, 0, width, height};
-    const RECT to =
-        dest ? *dest : RECT{0, 0, static_cast<LONG>(window_width), static_cast<LONG>(window_height)};
+    Window* window = TargetWindow();
+    const RECT to = dest ? *dest : window->PictureArea(window_width, window_height);
 
     GlStateCache& gl = context_->State();
     if (back_buffer_->Image().NeedsUpload()) back_buffer_->Image().Upload();
@@ -245,11 +251,18 @@ void GlDevice::BlitToWindow(const RECT* source, const RECT* dest) {
     }
     gl.BindReadFramebuffer(read);
     gl.BindDrawFramebuffer(0);
+    if (!dest && (to.left > 0 || to.top > 0 || to.right < static_cast<LONG>(window_width) ||
+                  to.bottom < static_cast<LONG>(window_height))) {
+        constexpr GLfloat kBlack[4] = {0, 0, 0, 1};
+        glClearBufferfv(GL_COLOR, 0, kBlack);
+    }
     const bool same =
         to.right - to.left == from.right - from.left && to.bottom - to.top == from.bottom - from.top;
     const auto bottom_up = static_cast<LONG>(window_height);
     glBlitFramebuffer(from.left, from.top, from.right, from.bottom, to.left, bottom_up - to.top, to.right,
                       bottom_up - to.bottom, GL_COLOR_BUFFER_BIT, same ? GL_NEAREST : GL_LINEAR);
+    window->BeforeShow();
+    context_->Recheck();
     context_->SwapBuffers();
 }
 

@@ -180,6 +180,8 @@ class GlDevice final : public IDirect3DDevice9 {
                          bool cube) const;
     void ClearRect(const PixelRect& rect, DWORD flags, D3DCOLOR color, float z, DWORD stencil);
     void BlitToWindow(const RECT* source, const RECT* dest);
+    // Null for a device without one.
+    Window* TargetWindow() const;
 
     GlDirect3D9* d3d_;
     std::unique_ptr<GlContext> context_;
@@ -193,6 +195,7 @@ class GlDevice final : public IDirect3DDevice9 {
     GLuint framebuffer_ = 0;            // of the targets in force
     u32 references_ = 0;
     bool in_scene_ = false;
+    bool full_screen_ = false;  // the device has made the window so
 };
 
 }  // namespace platform::gl

@@ -23,6 +23,14 @@ class Window {
     virtual void Resize(UINT width, UINT height) = 0;
     // The SDL window; null for an offscreen one. It must have been made with SDL_WINDOW_OPENGL.
     virtual SDL_Window* Sdl() const { return nullptr; }
+    // Where the picture goes in an SDL window's framebuffer of `width` x `height` pixels. What it leaves out is
+    // cleared to black before the picture is put there.
+    virtual RECT PictureArea(UINT width, UINT height) const {
+        return {0, 0, static_cast<LONG>(width), static_cast<LONG>(height)};
+    }
+    // Called for an SDL window with the picture in its framebuffer, right before that is shown. May draw there
+    // with another OpenGL context, and leave that bound.
+    virtual void BeforeShow() {}
 
     // The handle that the engine is given, and back. A null handle gives null.
     HWND Handle() { return reinterpret_cast<HWND>(this); }
