@@ -33,5 +33,6 @@ void Frames();
 void Skins();
 void Shadows();
 void Scenes();
+void Sounds();
 
 }  // namespace bench

@@ -62,5 +62,6 @@ int main(int argc, char** argv) {
     if (chosen("skin")) bench::Skins();
     if (chosen("shadow")) bench::Shadows();
     if (chosen("scene")) bench::Scenes();
+    if (chosen("sound")) bench::Sounds();
     return bench::AllKept() ? 0 : 1;
 }

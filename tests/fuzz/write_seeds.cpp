@@ -1,5 +1,5 @@
 // Writes the seeds of the libFuzzer targets: write_seeds FOLDER makes FOLDER/scene, FOLDER/image,
-// FOLDER/effect and FOLDER/package.
+// FOLDER/effect, FOLDER/package and FOLDER/sound.
 #include <array>
 #include <cstdio>
 #include <cstring>
@@ -7,6 +7,7 @@
 
 #include "fuzz/effect_seeds.h"
 #include "fuzz/package_seeds.h"
+#include "fuzz/play_sound.h"
 #include "fuzz/seeds.h"
 
 int main(int argc, char** argv) {
@@ -18,6 +19,7 @@ int main(int argc, char** argv) {
     std::filesystem::create_directories(folder / "scene");
     std::filesystem::create_directories(folder / "image");
     std::filesystem::create_directories(folder / "effect");
+    std::filesystem::create_directories(folder / "sound");
     std::filesystem::create_directories(folder / "package");
     auto write = [](const std::filesystem::path& path, const fuzz::Bytes& bytes) {
         std::ofstream out(path, std::ios::binary);
@@ -35,5 +37,7 @@ int main(int argc, char** argv) {
     int number = 0;
     for (const fuzz::Bytes& text : fuzz::EffectSeeds())
         write(folder / "effect" / (std::to_string(++number) + ".fx"), text);
+    for (const fuzz::Bytes& sound : fuzz::SoundSeeds())
+        write(folder / "sound" / std::to_string(++number), sound);
     return 0;
 }

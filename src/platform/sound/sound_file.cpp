@@ -9,7 +9,6 @@
 
 #include <algorithm>
 #include <array>
-#include <cmath>
 #include <cstdio>
 #include <cstring>
 #include <string_view>
@@ -27,11 +26,12 @@ constexpr i64 kLastPageSeconds = 4;
 constexpr u64 kSamplesPerByte = 1024;
 constexpr u64 kSamplesAlways = 1 << 22;
 
+// Nearest, halves to the even one, in a form that compilers make vector code of.
 i16 ToSample(f32 value) {
-    // Comparisons in this order make 0 of what is no number.
-    const f32 scaled = value * 32768.0f;
-    const f32 clipped = scaled < 32767.0f ? (scaled > -32768.0f ? scaled : -32768.0f) : 32767.0f;
-    return scaled == scaled ? static_cast<i16>(std::lrintf(clipped)) : i16{0};
+    constexpr f32 kNoFraction = 12582912.0f;  // numbers this size have no room for one
+    const f32 scaled = value == value ? value * 32768.0f : 0.0f;
+    const f32 clipped = std::min(std::max(scaled, -32768.0f), 32767.0f);
+    return static_cast<i16>((clipped + kNoFraction) - kNoFraction);
 }
 
 bool StartsWith(const std::array<u8, 12>& head, std::size_t at, std::string_view magic) {
