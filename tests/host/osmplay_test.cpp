@@ -74,7 +74,7 @@ TEST_F(Osmplay, RefusesWhatItCannotPlayWithOneLineAndLeavesNothingBehind) {
                                                         {"empty.om2", "is empty"},
                                                         {"foreign.om2", "om2 check"},
                                                         {"cut.om2", "om2 check"},
-                                                        {"page.txt", "neither a scene"},
+                                                        {"page.txt", "neither a project"},
                                                         {"notxml.xml", "notxml.xml:1: not well-formed"},
                                                         {"other.xml", "expected <project>"},
                                                         {"nothing.xml", "nothing to show"},
