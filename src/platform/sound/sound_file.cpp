@@ -31,7 +31,7 @@ i16 ToSample(f32 value) {
     constexpr f32 kNoFraction = 12582912.0f;  // numbers this size have no room for one
     const f32 scaled = value == value ? value * 32768.0f : 0.0f;
     const f32 clipped = std::min(std::max(scaled, -32768.0f), 32767.0f);
-    return static_cast<i16>((clipped + kNoFraction) - kNoFraction);
+    return static_cast<i16>(static_cast<i32>((clipped + kNoFraction) - kNoFraction));
 }
 
 bool StartsWith(const std::array<u8, 12>& head, std::size_t at, std::string_view magic) {
