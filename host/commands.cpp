@@ -101,6 +101,13 @@ void Check(const Common& common, const std::string& path) {
     const Project project = ReadSource(path, library, mistakes);
     Module module(ModulePath(common));
     CheckData(module, project, mistakes);
+    // One peak for all: the module decodes the whole sound for it.
+    constexpr float kCoarse = 2;
+    std::error_code error;
+    if (fs::is_regular_file(project.sound.path, error) &&
+        ReadPeaks(module, project.sound.path, kCoarse).empty())
+        mistakes.push_back(
+            fmt::format("{}: {} is no sound that can be decoded", project.sound.place, project.sound.path));
     if (mistakes.empty()) {
         fmt::print("{}: fine: {:g} s, {} frames\n", path, project.length, project.FrameCount());
         return;

@@ -4,6 +4,7 @@
 
 #include <optional>
 #include <string>
+#include <vector>
 
 namespace host {
 
@@ -56,10 +57,20 @@ struct ExportOptions {
 };
 void Export(const Common& common, const ExportOptions& options);
 
+struct PeakOptions {
+    std::string in;
+    std::string out;        // a .png file; empty: print
+    float resolution = 40;  // one peak covers 88200 / resolution samples
+};
+void PrintPeaks(const Common& common, const PeakOptions& options);
+
 // Prints the effects and their parameters by position.
 void Effects(const Common& common);
 
 // For the commands.
+class Module;
+// Peaks of a sound as the module gives them; none when it cannot decode the file.
+std::vector<float> ReadPeaks(Module& module, const std::string& path, float resolution);
 struct Project;
 std::string LibraryPath(const Common& common);
 std::string ModulePath(const Common& common);

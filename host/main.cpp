@@ -68,6 +68,14 @@ int main(int argc, char** argv) {
     export_command->add_option("-o,--output", exported.out, "the file")->required();
     export_command->add_flag("--loadable", exported.loadable, "in the form that osmplay plays itself");
 
+    host::PeakOptions peaks;
+    CLI::App* envelope_command = app.add_subcommand("envelope", "how loud a sound is, from peak to peak");
+    envelope_command->add_option("SOUND", peaks.in, "a sound file")->required();
+    envelope_command->add_option("-o,--output", peaks.out, "draw them into this .png file");
+    envelope_command->add_option("--resolution", peaks.resolution, "one peak covers 88200 / R samples")
+        ->check(CLI::Range(0.01, 88200.0))
+        ->capture_default_str();
+
     std::string checked;
     CLI::App* check_command = app.add_subcommand("check", "everything that is wrong with a project");
     check_command->add_option("PROJECT", checked, "the project (.xml)")->required();
@@ -85,6 +93,7 @@ int main(int argc, char** argv) {
         if (*play_command) host::Play(common, play);
         if (*render_command) host::Render(common, render);
         if (*export_command) host::Export(common, exported);
+        if (*envelope_command) host::PrintPeaks(common, peaks);
         if (*check_command) host::Check(common, checked);
         if (*effects_command) host::Effects(common);
     } catch (const host::Interrupted& stop) {

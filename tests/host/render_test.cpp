@@ -235,22 +235,46 @@ TEST_F(RenderTest, AStopLeavesWholeFramesAndResumeGoesOnFromThem) {
     EXPECT_TRUE(resumed == right);
 }
 
-// A tone of a quarter second, one second into its file.
-std::vector<std::uint8_t> ToneWave() {
-    constexpr std::uint32_t kRate = 44100;
+constexpr std::uint32_t kRate = 44100;
+
+std::vector<std::uint8_t> Wave(const std::vector<std::int16_t>& samples) {
     std::vector<std::uint8_t> wave;
     const auto put = [&](std::uint32_t value, int bytes) {
         for (int i = 0; i < bytes; ++i) wave.push_back(static_cast<std::uint8_t>(value >> (8 * i)));
     };
     const auto text = [&](const char* four) { wave.insert(wave.end(), four, four + 4); };
-    constexpr std::uint32_t kBytes = 2 * 2 * kRate;
-    text("RIFF"), put(36 + kBytes, 4), text("WAVE"), text("fmt "), put(16, 4), put(1, 2), put(1, 2);
-    put(kRate, 4), put(2 * kRate, 4), put(2, 2), put(16, 2), text("data"), put(kBytes, 4);
-    for (std::uint32_t i = 0; i < 2 * kRate; ++i) {
-        const bool on = i >= kRate && i < kRate + kRate / 4;
-        put(static_cast<std::uint32_t>(on ? std::lround(20000 * std::sin(i * 0.06)) : 0), 2);
-    }
+    const auto size = static_cast<std::uint32_t>(2 * samples.size());
+    text("RIFF"), put(36 + size, 4), text("WAVE"), text("fmt "), put(16, 4), put(1, 2), put(1, 2);
+    put(kRate, 4), put(2 * kRate, 4), put(2, 2), put(16, 2), text("data"), put(size, 4);
+    for (const std::int16_t sample : samples) put(static_cast<std::uint16_t>(sample), 2);
     return wave;
+}
+
+// A tone of a quarter second, one second into its file.
+std::vector<std::uint8_t> ToneWave() {
+    std::vector<std::int16_t> samples(2 * kRate);
+    for (std::uint32_t i = kRate; i < kRate + kRate / 4; ++i)
+        samples[i] = static_cast<std::int16_t>(std::lround(20000 * std::sin(i * 0.06)));
+    return Wave(samples);
+}
+
+TEST_F(RenderTest, EnvelopePrintsOrDrawsThePeaks) {
+    std::vector<std::int16_t> samples(900, 16384);
+    samples.resize(1800, -8192);
+    samples.resize(2200, 32767);
+    samples.resize(2201, -32768);
+    const std::string wave = folder.Write("a.wav", Wave(samples));
+    // 44100 / (98 / 2) is 900; the third stretch is one of highest samples.
+    const Outcome printed = Run("envelope " + wave + " --resolution 98");
+    EXPECT_EQ(printed.status, 0) << printed.error;
+    const std::size_t first = printed.out.find('\n') + 1;
+    EXPECT_EQ(printed.out.substr(0, 1), "#");
+    EXPECT_EQ(printed.out.substr(first), "0 0.500000 -0.250000\n1800 0.999969 0.000000\n");
+    EXPECT_EQ(Run("envelope " + wave + " --resolution 98 -o " + folder.File("a.png")).status, 0);
+    EXPECT_TRUE(host::IsWholePng(folder.File("a.png"), 2, 201));
+    const Outcome broken = Run("envelope " + folder.Write("b.wav", "no sound"));
+    EXPECT_EQ(broken.status, 1);
+    EXPECT_NE(broken.error.find("no sound that can be decoded"), std::string::npos);
 }
 
 TEST_F(RenderTest, VideoHasItsFramesAndTheSoundInItsPlace) {
@@ -321,7 +345,7 @@ TEST_F(RenderTest, CheckTellsWhatIsWrongWithAProjectAndItsData) {
 <scene name="a" file="cut.om2"/>
 <bitmap name="b" file="text.png"/>
 <bitmap name="c" file="none.png"/></data>
-<sound file="none.ogg"/>
+<sound file="text.png"/>
 <layer><clip effect="fx_simple_color"/>
 <clip effect="fx_simple_blur" length="1"/></layer></project>)"));
     EXPECT_EQ(outcome.status, 1);
