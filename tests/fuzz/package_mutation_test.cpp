@@ -31,7 +31,7 @@ TEST(PackageMutations, DamagedAnimationsEndWell) {
     const std::vector<fuzz::Seed> seeds = fuzz::PackageSeeds();
     fuzz::Mutator mutator(20040214);
     int loaded = 0;
-    constexpr int kCount = OSM_MUTATIONS * 3 / 10;
+    constexpr int kCount = OSM_MUTATIONS / 10;
     for (int i = 0; i < kCount; ++i) {
         const Bytes bytes = mutator.Damage(seeds[mutator.Below(seeds.size())].bytes);
         loaded += playground.Package(bytes.data(), bytes.size()) ? 1 : 0;
