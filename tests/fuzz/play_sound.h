@@ -5,7 +5,7 @@
 #include <cstdint>
 #include <vector>
 
-#include "platform/sound/sound_library.h"
+#include "driver/sound_player.h"
 #include "platform/sound/stream_library.h"
 #include "support/sound_bytes.h"
 
@@ -28,6 +28,7 @@ class SoundPlayground {
   private:
     platform::MemoryOutput* output_ = nullptr;
     platform::StreamLibrary library_;
+    osm3d::SoundPlayerFMOD player_{library_};
     int file_;
 };
 

@@ -1,12 +1,10 @@
 // Broken sound files: a sound or a message may come of them, nothing else.
 #include <gtest/gtest.h>
 
+#include <algorithm>
+
 #include "fuzz/mutations.h"
 #include "fuzz/play_sound.h"
-
-#ifndef OSM_MUTATIONS
-#define OSM_MUTATIONS 20000
-#endif
 
 namespace {
 
@@ -28,7 +26,7 @@ TEST(SoundMutations, DamagedFilesEndWell) {
     fuzz::SoundPlayground playground;
     const auto seeds = fuzz::SoundSeeds();
     fuzz::Mutator mutator(20030701);
-    const int count = OSM_MUTATIONS / 10;
+    const int count = 3000;
     int sounds = 0;
     for (int i = 0; i < count; ++i) {
         // Most of what a file can get wrong stands at its beginning.
