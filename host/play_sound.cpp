@@ -1,0 +1,53 @@
+#include "play_sound.h"
+
+#include <fmt/format.h>
+
+#include "driver/sound_player.h"
+#include "platform/sound/sound_file.h"
+
+namespace host {
+namespace {
+
+// Peaks a second, for files of 44100 Hz: a pixel each when the strip shows a few seconds.
+constexpr float kResolution = 200;
+
+}  // namespace
+
+std::unique_ptr<PlaySound> PlaySound::Start(Module& module) {
+    osm3d::SoundPlayerFMOD* player = module.Driver().GetSoundPlayer();
+    if (!player || !player->Init()) return nullptr;
+    return std::unique_ptr<PlaySound>(new PlaySound(*player));
+}
+
+PlaySound::~PlaySound() { player_.Shutdown(); }
+
+bool PlaySound::Open(const std::string& path, std::string& why) {
+    length_ = 0;
+    envelope_ = {};
+    // Looked at first: the module's player tells of a failure in a box of its own.
+    const std::unique_ptr<platform::SoundFile> file = platform::SoundFile::Open(path);
+    if (!file) {
+        why = fmt::format("{}: cannot be read as a sound file", path);
+        return false;
+    }
+    player_.OpenTrack(path);
+    const double rate = file->rate();
+    length_ = static_cast<double>(file->frames()) / rate;
+    player_.BuildEnvelope(&envelope_.peaks, path, kResolution);
+    // The second half lies past the file's end.
+    envelope_.peaks.resize((envelope_.peaks.size() + 1) / 2);
+    envelope_.per_second = rate / static_cast<double>(static_cast<int>(44100.0f / (kResolution * 0.5f)));
+    return true;
+}
+
+void PlaySound::Play(double time) {
+    player_.StopTrack();
+    player_.SetTrackTime(static_cast<float>(time));
+    player_.PlayTrack();
+}
+
+void PlaySound::Stop() { player_.StopTrack(); }
+
+double PlaySound::Time() { return static_cast<double>(player_.GetTrackTime()); }
+
+}  // namespace host
