@@ -14,16 +14,16 @@ rm -rf "$out/frames"
 frames=("$out"/frames/*.png)
 count=${#frames[@]}
 chosen=()
-# Tenths of a second in which each shot shows what it is about.
-for tenth in 29 85 116 144 188 217 252 302 330 361 384 417; do
-    chosen+=("${frames[$((tenth * 3))]}")
+# Frames in which each shot shows what it is about, and some of the ways from one to the next.
+for frame in 70 110 210 276 300 385 424 540 630 670 728 755 885 1008 1060 1140 1166 1220; do
+    chosen+=("${frames[$frame]}")
 done
-"$bin/contact_sheet" "$out/contact.png" 4 320 "${chosen[@]}"
+"$bin/contact_sheet" "$out/contact.png" 3 320 "${chosen[@]}"
 
 rm -f "$out/demo.mp4"
 if command -v ffmpeg >/dev/null; then
-    ffmpeg -v error -y -framerate 30 -pattern_type glob -i "$out/frames/*.png" -c:v libx264 -crf 18 -preset medium \
-        -pix_fmt yuv420p -movflags +faststart "$out/demo.mp4" || rm -f "$out/demo.mp4"
+    ffmpeg -v error -y -framerate 30 -pattern_type glob -i "$out/frames/*.png" -i "$out/input/music.wav" \
+        -c:v libx264 -crf 18 -preset veryfast -pix_fmt yuv420p -c:a aac -b:a 192k -movflags +faststart "$out/demo.mp4" || rm -f "$out/demo.mp4"
 fi
 
 echo "demo: $count frames in $out/frames"
@@ -33,4 +33,4 @@ if [ -f "$out/demo.mp4" ]; then
 else
     echo "demo: no film, as ffmpeg is not there or cannot make one"
 fi
-echo "demo: its scenes, pictures and project: $out/input"
+echo "demo: its scenes, pictures, music and project: $out/input"

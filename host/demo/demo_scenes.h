@@ -7,19 +7,19 @@ namespace demo {
 
 // Of the island and the clockwork: when one shot follows another, in the seconds of these scenes. The project
 // file shows the same seconds.
-inline constexpr float kSecondShot = 6.0f;
-inline constexpr float kClockworkIn = 9.5f;
-inline constexpr float kClockworkSecond = 13;
+inline constexpr float kSecondShot = 6.4f;
+inline constexpr float kClockworkIn = 9.6f;
+inline constexpr float kClockworkSecond = 12.8f;
 inline constexpr float kThirdShot = 16;
-inline constexpr float kEnd = 22;
+inline constexpr float kEnd = 22.4f;
 
 // How long each of the others is shown, from its second 0.
-inline constexpr float kHallShadows = 4;
-inline constexpr float kHallMirror = 3.5f;
-inline constexpr float kFloatsShot = 3.5f;
-inline constexpr float kWhaleShot = 5;
-inline constexpr float kMeadowShot = 3.5f;
-inline constexpr float kJettyShot = 3.5f;
+inline constexpr float kHallShadows = 3.2f;
+inline constexpr float kHallMirror = 3.8f;
+inline constexpr float kFloatsShot = 4.6f;
+inline constexpr float kWhaleShot = 6.2f;
+inline constexpr float kMeadowShot = 4.4f;
+inline constexpr float kJettyShot = 3.9f;
 
 // An island with a lighthouse after sunset, and lanterns that rise. Cameras: coming in over the sea, up the
 // tower, among the lanterns.

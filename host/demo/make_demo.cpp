@@ -1,4 +1,4 @@
-// Makes the demo's scenes and pictures: make_demo FOLDER.
+// Makes the demo's scenes, pictures and music: make_demo FOLDER.
 #include <cstdio>
 #include <exception>
 #include <filesystem>
@@ -7,6 +7,7 @@
 #include "cli/error.h"
 #include "cli/whole_file.h"
 #include "demo_scenes.h"
+#include "music.h"
 #include "picture.h"
 
 namespace {
@@ -63,6 +64,7 @@ int main(int argc, char** argv) {
         MakeFloats(folder + "/floats.om2", std::filesystem::absolute(folder + "/glass.fx").string());
         MakeJetty(folder + "/jetty.om2");
         MakePictures(folder);
+        SaveWav(folder + "/music.wav", Music());
     } catch (const std::exception& error) {
         std::fprintf(stderr, "make_demo: %s\n", error.what());
         return 1;
