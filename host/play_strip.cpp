@@ -223,7 +223,7 @@ void Strip::DrawTip(const TimelineRows& rows, const StripContent& content) {
                             bar->clip->place);
     const ImVec2 size = ImGui::CalcTextSize(text.data(), text.data() + text.size());
     const float x = std::clamp(content.mouse_x + 12, 4.0f, std::max(4.0f, width_ - size.x - 12));
-    const float y = std::max(4.0f, std::min(content.mouse_y, top_ + kStatus) - size.y - 14);
+    const float y = std::max(4.0f, top_ - size.y - 6);
     list.AddRectFilled({x - 5, y - 4}, {x + size.x + 5, y + size.y + 4}, kGround, 3);
     list.AddRect({x - 5, y - 4}, {x + size.x + 5, y + size.y + 4}, kLine, 3);
     Text(list, x, y, kInk, text);
