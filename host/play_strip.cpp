@@ -108,7 +108,6 @@ void Strip::Draw(const TimelineRows& rows, const StripContent& content, bool is_
     if (is_shown) {
         DrawStrip(rows, content);
         DrawSound(content);
-        DrawTip(rows, content);
     } else if (!content.note.empty()) {
         ImDrawList& list = *ImGui::GetForegroundDrawList();
         const float x = width_ - WidthOf(content.note) - 2 * kMargin, y = height_ - kStatus - kMargin;
@@ -116,6 +115,7 @@ void Strip::Draw(const TimelineRows& rows, const StripContent& content, bool is_
         Text(list, x, y + 4, kInk, content.note);
     }
     DrawErrors(content, is_shown ? top_ : height_);
+    if (is_shown) DrawTip(rows, content);
     ImGui::Render();
     ImGui_ImplOpenGL3_RenderDrawData(ImGui::GetDrawData());
 }
