@@ -10,6 +10,7 @@
 #include <set>
 
 #include "geometry/mesh_simple.h"
+#include "music.h"
 #include "night_sky.h"
 #include "picture.h"
 #include "png_file.h"
@@ -170,6 +171,47 @@ TEST(DemoPictures, HasALetterForEveryoneItWrites) {
     EXPECT_EQ(ink(" "), 0);
     for (const char c : std::string("LAMPLIGHTDRAWNLIVEBYOSMDRIVERKEEPALIGHTON"))
         EXPECT_GT(ink(std::string(1, c)), 40) << c;
+}
+
+TEST(DemoMusic, VoicesHaveTheirPitchAndBeginAndEndAtRest) {
+    const Samples struck = Struck(441, {{1, 1, 0.5f}}, 0.002f);
+    const Track bowed = Bowed(441, {1, 0.1f, 0.1f, 300, 900, 0, 0}, 1);
+    const Samples sung = Sung({69, 69}, 1);
+    for (const Samples& voice : {struck, bowed.left, bowed.right, sung}) {
+        int rises = 0;
+        for (std::size_t i = 20000; i < 24410; ++i) rises += voice[i - 1] < 0 && voice[i] >= 0;
+        EXPECT_NEAR(rises, 44, 1);  // of a tenth of a second
+        EXPECT_NEAR(voice.front(), 0, 1e-3f);
+        EXPECT_NEAR(voice.back(), 0, 1e-3f);
+        for (std::size_t i = 1; i < voice.size(); ++i)
+            ASSERT_LT(std::abs(voice[i] - voice[i - 1]), 0.2f) << i;
+    }
+}
+
+TEST(DemoMusic, IsLoudWhereThePictureFlashesAndDiesAway) {
+    const Track music = Music();
+    ASSERT_EQ(music.left.size(), 1975680u);  // 44.8 s
+    double sum = 0;
+    float peak = 0;
+    for (const float x : music.left) {
+        sum += double{x};
+        peak = std::max(peak, std::abs(x));
+    }
+    EXPECT_LE(peak, 0.95f);
+    EXPECT_GT(peak, 0.5f);
+    EXPECT_NEAR(sum / static_cast<double>(music.left.size()), 0, 1e-4);
+    const auto power = [&](double from, double to) {
+        double all = 0;
+        for (auto i = static_cast<std::size_t>(from * 44100); i < static_cast<std::size_t>(to * 44100); ++i)
+            all += double{music.left[i]} * double{music.left[i]} +
+                   double{music.right[i]} * double{music.right[i]};
+        return all / (to - from);
+    };
+    // The lanterns' flash, the lamp's, the bell of the title: the beat has more than what is just before it.
+    for (const double cut : {38.4, 9.6, 1.6})
+        EXPECT_GT(power(cut, cut + 0.2), 1.5 * power(cut - 0.2, cut)) << cut;
+    EXPECT_GT(power(38.4, 41.6), 4 * power(0, 3.2));
+    EXPECT_LT(power(44.7, 44.8), 1e-2 * power(41.6, 44.8));
 }
 
 host::Picture Flat(std::uint8_t r, std::uint8_t g, std::uint8_t b) {
