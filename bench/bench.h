@@ -33,6 +33,7 @@ void Frames();
 void Skins();
 void Shadows();
 void Scenes();
+void ReelOfTheDemo();
 void Sounds();
 
 }  // namespace bench

@@ -63,5 +63,6 @@ int main(int argc, char** argv) {
     if (chosen("shadow")) bench::Shadows();
     if (chosen("scene")) bench::Scenes();
     if (chosen("sound")) bench::Sounds();
+    if (chosen("reel")) bench::ReelOfTheDemo();
     return bench::AllKept() ? 0 : 1;
 }
