@@ -3,6 +3,8 @@
 
 #include <filesystem>
 #include <memory>
+#include <string>
+#include <utility>
 #include <vector>
 
 #include "cli/error.h"
@@ -13,24 +15,25 @@
 #include "platform/system/window.h"
 #include "player.h"
 #include "project.h"
+#include "sound_text.h"
 
 namespace host {
 namespace {
 
 class Document final : public osm3d::HostDocument, private osm3d::HostDataList {
   public:
-    explicit Document(const Project& project) : project_(project) {}
+    explicit Document(std::string text) : text_(std::move(text)) {}
 
     void Add(std::unique_ptr<osm3d::DataObject> data) { data_.push_back(std::move(data)); }
 
     osm3d::HostDataList* GetDataList() override { return this; }
-    std::string GetProjectText() override { return project_.text; }
+    std::string GetProjectText() override { return text_; }
 
   private:
     u32 GetCount() override { return static_cast<u32>(data_.size()); }
     osm3d::DataObject* GetItem(u32 index) override { return data_[index].get(); }
 
-    const Project& project_;
+    const std::string text_;
     std::vector<std::unique_ptr<osm3d::DataObject>> data_;
 };
 
@@ -60,7 +63,10 @@ void Export(const Common& common, const ExportOptions& options) {
     Module module(ModulePath(common));
     osm3d::Driver& driver = module.Driver();
     const Playback playback(driver);
-    Document document(project);
+    std::string text = project.text;
+    const bool has_sound = !project.sound.path.empty();
+    const bool packed = options.loadable && has_sound && AppendSound(text, project.sound.path);
+    Document document(std::move(text));
     for (const DataItem& item : project.data) {
         std::string why;
         std::unique_ptr<osm3d::DataObject> data = LoadDataItem(driver, project, item, why);
@@ -81,7 +87,7 @@ void Export(const Common& common, const ExportOptions& options) {
     file.Commit();
     fmt::print("{}: {} KB{}\n", options.out, (size + 1023) / 1024,
                options.loadable ? ", to be played in place of the project" : "");
-    if (options.loadable && !project.sound.path.empty())
+    if (options.loadable && has_sound && !packed)
         fmt::print("  its sound stays a file of its own: {}\n", project.sound.path);
 }
 

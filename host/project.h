@@ -3,12 +3,15 @@
 #pragma once
 
 #include <cstddef>
+#include <memory>
 #include <string>
 #include <vector>
 
 #include "effect_library.h"
 
 namespace host {
+
+class TemporaryFile;
 
 // How the way from a key to the next one is gone.
 enum class Curve { Step, Linear, Smooth };
@@ -45,6 +48,7 @@ struct SoundTrack {
     double start = 0;   // seconds on the timeline at which it sets in
     double offset = 0;  // seconds of the file that are left out at its beginning
     std::string place;
+    std::shared_ptr<const TemporaryFile> packed;  // what `path` names, out of a package; else null
 };
 
 struct Clip {

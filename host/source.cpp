@@ -6,8 +6,11 @@
 #include <cstring>
 #include <filesystem>
 #include <fstream>
+#include <memory>
+#include <utility>
 
 #include "cli/error.h"
+#include "sound_text.h"
 
 namespace host {
 namespace {
@@ -16,7 +19,7 @@ namespace {
 constexpr std::array<char, 4> kPackage = {'s', 't', 'f', 'x'};
 constexpr std::array<char, 4> kPacked = {'I', 'O', 'B', 'Z'};
 constexpr std::streamoff kPackageHead = 12;
-constexpr std::size_t kLongestText = std::size_t{64} << 20;
+constexpr std::size_t kLongestText = std::size_t{256} << 20;
 
 std::array<char, 4> Magic(const std::string& path) {
     std::array<char, 4> magic{};
@@ -50,11 +53,18 @@ Project ReadSource(const std::string& path, const EffectLibrary& library, Mistak
     if (magic != kPackage)
         throw cli::Error(
             fmt::format("{}: is neither a project (.xml) nor a package (osmplay export --loadable)", path));
-    Project project = ParseProject(path, PackageText(path), library, mistakes);
+    std::string whole = PackageText(path), text = whole;
+    std::shared_ptr<const TemporaryFile> sound = TakeSound(text);
+    Project project = ParseProject(path, text, library, mistakes);
     project.package = path;
-    // Sound is no part of a package.
-    if (!project.sound.path.empty())
+    project.text = std::move(whole);  // as the module gives it
+    if (project.sound.path.empty()) return project;
+    if (sound) {
+        project.sound.path = sound->Path();
+        project.sound.packed = std::move(sound);
+    } else {
         project.sound.path = (std::filesystem::path(path).parent_path() / project.sound.path).string();
+    }
     return project;
 }
 

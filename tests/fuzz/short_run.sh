@@ -10,7 +10,9 @@ rm -rf "$work"
 mkdir -p "$work"
 "$build/bin/fuzz_write_seeds" "$work/seeds"
 pids=()
-kinds=(scene image effect package sound)
+kinds=(scene image effect package sound project)
+mkdir -p "$work/seeds/project"
+cp host/demo/demo.xml "$work/seeds/project"
 for kind in "${kinds[@]}"; do
     mkdir -p "$work/corpus_$kind"
     "$build/bin/fuzz_$kind" -max_total_time="$seconds" -timeout=20 -rss_limit_mb=3000 -max_len=65536 -seed=1 \

@@ -13,6 +13,7 @@
 
 #include "player.h"
 #include "png_file.h"
+#include "sound_text.h"
 #include "support/om2_scene.h"
 #include "support/run_program.h"
 
@@ -127,6 +128,35 @@ TEST_F(RenderTest, AFrameIsTheSameInEveryRunOrderAndProcessAndOutOfAPackage) {
     for (const char* name : {"s.om2", "b.tga", "show.xml"}) std::filesystem::remove(folder.File(name));
     Render(elsewhere.File("show.osm") + " -o " + folder.File("package"));
     EXPECT_TRUE(Files(folder.path / "package") == frames);
+}
+
+TEST(PackedSound, ComesBackAsItWas) {
+    const test_support::TempFolder folder;
+    for (const std::size_t size : {0u, 1u, 2u, 3u, 1000u}) {
+        std::string bytes;
+        for (std::size_t k = 0; k < size; ++k) bytes += static_cast<char>(k * 37 + size);
+        folder.Write("a.b.ogg", bytes);
+        std::string text = "<project/>";
+        ASSERT_TRUE(host::AppendSound(text, folder.File("a.b.ogg")));
+        EXPECT_EQ(text.find("--", text.find("<!--") + 4), text.size() - 4) << "a comment to its end";
+        std::string path;
+        {
+            const auto sound = host::TakeSound(text);
+            ASSERT_NE(sound, nullptr);
+            path = sound->Path();
+            EXPECT_TRUE(path.ends_with(".ogg"));
+            std::ifstream in(path, std::ios::binary);
+            EXPECT_EQ(std::string(std::istreambuf_iterator<char>(in), {}), bytes);
+            EXPECT_EQ(text, "<project/>");
+        }
+        EXPECT_FALSE(std::filesystem::exists(path));
+    }
+    for (std::string none : {"<project/>", "<project/>\n<!-- sound ogg QUJ -->\n",
+                             "<project/>\n<!-- sound ../x QUJD -->\n", "\n<!-- sound  -->\n"}) {
+        const std::string before = none;
+        EXPECT_EQ(host::TakeSound(none), nullptr);
+        EXPECT_EQ(none, before);
+    }
 }
 
 TEST_F(RenderTest, FiltersAndTransitionsWorkOnWhatIsInThem) {
