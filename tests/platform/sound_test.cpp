@@ -156,7 +156,7 @@ TEST(SoundFile, ALimitIsALimit) {
 // A library whose clock the test moves; without a device, or with one that sounds into memory.
 struct Player {
     explicit Player(bool device)
-        : library(
+        : sounds(
               [this, device](i32 rate) -> std::unique_ptr<SoundOutput> {
                   if (!device) return nullptr;
                   auto made = MakeMemoryOutput(rate, [this] { return now; });
@@ -164,28 +164,28 @@ struct Player {
                   return made;
               },
               [this] { return now; }, StreamLibrary::Feeding::kByHand) {
-        EXPECT_TRUE(library.FSOUND_Init(44100, 32, FSOUND_INIT_GLOBALFOCUS));
+        EXPECT_TRUE(sounds.FSOUND_Init(44100, 32, FSOUND_INIT_GLOBALFOCUS));
     }
     FSOUND_STREAM* Open(const std::string& path) {
-        return library.FSOUND_Stream_OpenFile(path.c_str(), FSOUND_LOOP_OFF, 0);
+        return sounds.FSOUND_Stream_OpenFile(path.c_str(), FSOUND_LOOP_OFF, 0);
     }
-    i32 Play(FSOUND_STREAM* stream) { return library.FSOUND_Stream_Play(FSOUND_FREE, stream); }
-    i32 Time(FSOUND_STREAM* stream) { return library.FSOUND_Stream_GetTime(stream); }
+    i32 Play(FSOUND_STREAM* stream) { return sounds.FSOUND_Stream_Play(FSOUND_FREE, stream); }
+    i32 Time(FSOUND_STREAM* stream) { return sounds.FSOUND_Stream_GetTime(stream); }
     void Milliseconds(u64 count) { now += count * 1000000; }
     // Lets the device sound for so many frames, both sides of each.
     std::vector<f32> Render(i32 frames) {
         std::vector<f32> mix(static_cast<std::size_t>(frames) * 2);
         for (i32 done = 0; done < frames; done += 441) {
-            library.Feed();
+            sounds.Feed();
             output->Render(&mix[static_cast<std::size_t>(done) * 2], std::min(441, frames - done));
         }
-        library.Feed();
+        sounds.Feed();
         return mix;
     }
 
     u64 now = 5000000000;
     MemoryOutput* output = nullptr;
-    StreamLibrary library;
+    StreamLibrary sounds;
 };
 
 TEST(SilentStreams, GoByTheClockAlone) {
@@ -198,13 +198,13 @@ TEST(SilentStreams, GoByTheClockAlone) {
     EXPECT_EQ(player.Time(stream), 0);
     const i32 channel = player.Play(stream);
     EXPECT_GE(channel, 0);
-    EXPECT_TRUE(player.library.FSOUND_SetPan(channel, FSOUND_STEREOPAN));
+    EXPECT_TRUE(player.sounds.FSOUND_SetPan(channel, FSOUND_STEREOPAN));
     for (i32 time = 1; time <= 400; ++time) {
         player.Milliseconds(1);
         ASSERT_EQ(player.Time(stream), time);
     }
     for (i32 time : {1, 700, 123, 0}) {  // while it plays
-        EXPECT_TRUE(player.library.FSOUND_Stream_SetTime(stream, time));
+        EXPECT_TRUE(player.sounds.FSOUND_Stream_SetTime(stream, time));
         EXPECT_EQ(player.Time(stream), time);
         player.Milliseconds(7);
         EXPECT_EQ(player.Time(stream), time + 7);
@@ -212,11 +212,11 @@ TEST(SilentStreams, GoByTheClockAlone) {
     player.Play(stream);  // over again
     EXPECT_EQ(player.Time(stream), 0);
     player.Milliseconds(50);
-    EXPECT_TRUE(player.library.FSOUND_Stream_Stop(stream));
+    EXPECT_TRUE(player.sounds.FSOUND_Stream_Stop(stream));
     player.Milliseconds(50);
     EXPECT_EQ(player.Time(stream), 0);
     // A stopped stream starts where it was put, once.
-    player.library.FSOUND_Stream_SetTime(stream, 333);
+    player.sounds.FSOUND_Stream_SetTime(stream, 333);
     player.Milliseconds(50);
     EXPECT_EQ(player.Time(stream), 333);
     player.Play(stream);
@@ -225,14 +225,14 @@ TEST(SilentStreams, GoByTheClockAlone) {
     // The end: it stands there, and its channel is free.
     player.Milliseconds(10000);
     EXPECT_EQ(player.Time(stream), 1000);
-    EXPECT_TRUE(player.library.FSOUND_Stream_Stop(stream));
+    EXPECT_TRUE(player.sounds.FSOUND_Stream_Stop(stream));
     EXPECT_EQ(player.Time(stream), 1000);
     EXPECT_EQ(player.Play(stream), channel);
     EXPECT_EQ(player.Time(stream), 0);
 
-    player.library.FSOUND_Stream_SetTime(stream, std::numeric_limits<i32>::min());
+    player.sounds.FSOUND_Stream_SetTime(stream, std::numeric_limits<i32>::min());
     EXPECT_EQ(player.Time(stream), 0);
-    player.library.FSOUND_Stream_SetTime(stream, std::numeric_limits<i32>::max());
+    player.sounds.FSOUND_Stream_SetTime(stream, std::numeric_limits<i32>::max());
     EXPECT_EQ(player.Time(stream), 1000);
 }
 
@@ -240,27 +240,27 @@ TEST(Streams, HandlesThatAreNotOpenAreAnsweredForNothing) {
     const File file(Encode(sound_bytes::kWav, 8000, 1, Sweep(8000, 1, 80)));
     Player player(false);
     FSOUND_STREAM* const closed = player.Open(file);
-    EXPECT_TRUE(player.library.FSOUND_Stream_Close(closed));
+    EXPECT_TRUE(player.sounds.FSOUND_Stream_Close(closed));
     FSOUND_STREAM* const lost = player.Open(file);
     player.Play(lost);
-    EXPECT_TRUE(player.library.FSOUND_Init(44100, 1, 0)) << "starts anew, and closes what was open";
+    EXPECT_TRUE(player.sounds.FSOUND_Init(44100, 1, 0)) << "starts anew, and closes what was open";
     for (FSOUND_STREAM* stream : {static_cast<FSOUND_STREAM*>(nullptr), closed, lost}) {
-        EXPECT_FALSE(player.library.FSOUND_Stream_Close(stream));
-        EXPECT_FALSE(player.library.FSOUND_Stream_Stop(stream));
-        EXPECT_FALSE(player.library.FSOUND_Stream_SetTime(stream, 5));
+        EXPECT_FALSE(player.sounds.FSOUND_Stream_Close(stream));
+        EXPECT_FALSE(player.sounds.FSOUND_Stream_Stop(stream));
+        EXPECT_FALSE(player.sounds.FSOUND_Stream_SetTime(stream, 5));
         EXPECT_EQ(player.Play(stream), -1);
         EXPECT_EQ(player.Time(stream), 0);
     }
-    EXPECT_FALSE(player.library.FSOUND_SetPan(-1, FSOUND_STEREOPAN));
+    EXPECT_FALSE(player.sounds.FSOUND_SetPan(-1, FSOUND_STEREOPAN));
     FSOUND_STREAM* const one = player.Open(file);
     FSOUND_STREAM* const two = player.Open(file);
     EXPECT_EQ(player.Play(one), 0);
     EXPECT_EQ(player.Play(two), -1) << "one channel";
     player.Milliseconds(20);  // one has ended
     EXPECT_EQ(player.Play(two), 0);
-    player.library.FSOUND_Close();
+    player.sounds.FSOUND_Close();
     EXPECT_EQ(player.Open(file), nullptr);
-    EXPECT_EQ(player.library.FSOUND_Sample_Load(FSOUND_FREE, std::string(file).c_str(), 0x131, 0), nullptr);
+    EXPECT_EQ(player.sounds.FSOUND_Sample_Load(FSOUND_FREE, std::string(file).c_str(), 0x131, 0), nullptr);
 }
 
 TEST(Samples, AreAWholeFileAndNotAByteMore) {
@@ -269,25 +269,25 @@ TEST(Samples, AreAWholeFileAndNotAByteMore) {
     const File file(Encode(sound_bytes::kWav, 8000, 1, wave));
     Player player(false);
     const std::string name = file;
-    EXPECT_EQ(player.library.FSOUND_Sample_Load(FSOUND_FREE, path.c_str(), 0x131, 0), nullptr) << "gone";
-    FSOUND_SAMPLE* const sample = player.library.FSOUND_Sample_Load(FSOUND_FREE, name.c_str(), 0x131, 0);
+    EXPECT_EQ(player.sounds.FSOUND_Sample_Load(FSOUND_FREE, path.c_str(), 0x131, 0), nullptr) << "gone";
+    FSOUND_SAMPLE* const sample = player.sounds.FSOUND_Sample_Load(FSOUND_FREE, name.c_str(), 0x131, 0);
     ASSERT_NE(sample, nullptr);
-    EXPECT_EQ(player.library.FSOUND_Sample_GetLength(sample), 1000u);
+    EXPECT_EQ(player.sounds.FSOUND_Sample_GetLength(sample), 1000u);
     void *first = nullptr, *second = this;
     u32 bytes = 0, rest = 1;
     for (const auto& [offset, length] :
          {std::pair{0, 2001}, {1, 2000}, {-1, 5}, {0, -1}, {0x7fffffff, 0x7fffffff}})
         EXPECT_FALSE(
-            player.library.FSOUND_Sample_Lock(sample, offset, length, &first, &second, &bytes, &rest));
-    ASSERT_TRUE(player.library.FSOUND_Sample_Lock(sample, 0, 2000, &first, &second, &bytes, &rest));
+            player.sounds.FSOUND_Sample_Lock(sample, offset, length, &first, &second, &bytes, &rest));
+    ASSERT_TRUE(player.sounds.FSOUND_Sample_Lock(sample, 0, 2000, &first, &second, &bytes, &rest));
     EXPECT_EQ(std::vector<i16>(static_cast<i16*>(first), static_cast<i16*>(first) + 1000), wave);
     EXPECT_EQ(second, nullptr);
     EXPECT_EQ(bytes, 2000u);
     EXPECT_EQ(rest, 0u);
-    EXPECT_TRUE(player.library.FSOUND_Sample_Unlock(sample, first, second, bytes, rest));
-    player.library.FSOUND_Sample_Free(sample);
-    player.library.FSOUND_Sample_Free(sample);
-    EXPECT_EQ(player.library.FSOUND_Sample_GetLength(sample), 0u);
+    EXPECT_TRUE(player.sounds.FSOUND_Sample_Unlock(sample, first, second, bytes, rest));
+    player.sounds.FSOUND_Sample_Free(sample);
+    player.sounds.FSOUND_Sample_Free(sample);
+    EXPECT_EQ(player.sounds.FSOUND_Sample_GetLength(sample), 0u);
 }
 
 TEST(DeviceStreams, SoundAsTheFileDoesAndTellWhereTheyAre) {
@@ -296,7 +296,7 @@ TEST(DeviceStreams, SoundAsTheFileDoesAndTellWhereTheyAre) {
     Player player(true);
     ASSERT_NE(player.output, nullptr);
     FSOUND_STREAM* const stream = player.Open(file);
-    player.library.FSOUND_Stream_SetTime(stream, 100);
+    player.sounds.FSOUND_Stream_SetTime(stream, 100);
     ASSERT_GE(player.Play(stream), 0);
     EXPECT_EQ(player.Time(stream), 100);
     // The mix rises over the first moments, so that nothing clicks; after that it is the file itself.
@@ -318,7 +318,7 @@ TEST(DeviceStreams, SoundAsTheFileDoesAndTellWhereTheyAre) {
     EXPECT_GE(ahead, 605);
     EXPECT_LE(ahead, 650);
 
-    player.library.FSOUND_Stream_SetTime(stream, 250);
+    player.sounds.FSOUND_Stream_SetTime(stream, 250);
     EXPECT_EQ(player.Time(stream), 250);
     expect_wave(player.Render(8820), 11025);
     EXPECT_EQ(player.Time(stream), 450);
@@ -329,7 +329,7 @@ TEST(DeviceStreams, SoundAsTheFileDoesAndTellWhereTheyAre) {
     EXPECT_EQ(*std::max_element(after.begin(), after.end()), 0.0f);
     EXPECT_GE(player.Play(stream), 0);
     EXPECT_EQ(player.Time(stream), 0);
-    EXPECT_TRUE(player.library.FSOUND_Stream_Stop(stream));
+    EXPECT_TRUE(player.sounds.FSOUND_Stream_Stop(stream));
     const std::vector<f32> stopped = player.Render(4410);
     EXPECT_EQ(*std::max_element(stopped.begin(), stopped.end()), 0.0f);
 }
@@ -357,7 +357,7 @@ TEST(DeviceStreams, TwoAtOnceKeepTheirTimes) {
     ASSERT_NE(player.Play(a), player.Play(b));
     player.Render(4410);
     EXPECT_EQ(player.Time(a), 100);
-    player.library.FSOUND_Stream_SetTime(b, 500);
+    player.sounds.FSOUND_Stream_SetTime(b, 500);
     const std::vector<f32> mix = player.Render(8820);
     EXPECT_EQ(player.Time(a), 300);
     EXPECT_EQ(player.Time(b), 700);
