@@ -12,7 +12,7 @@
 #include "commands.h"
 #include "effects/data_object.h"
 #include "module.h"
-#include "platform/system/window.h"
+#include "picture_window.h"
 #include "player.h"
 #include "project.h"
 #include "sound_text.h"
@@ -41,7 +41,7 @@ class Document final : public osm3d::HostDocument, private osm3d::HostDataList {
 class Playback {
   public:
     explicit Playback(osm3d::Driver& driver)
-        : driver_(driver), window_(platform::MakeOffscreenWindow(kSize, kSize)) {
+        : driver_(driver), window_(MakeHiddenWindow(kSize, kSize)) {
         driver_.GetPlayback()->Start(window_->Handle(), nullptr, kSize, kSize, 32, true, 0);
     }
     ~Playback() { driver_.GetPlayback()->Stop(); }
@@ -51,7 +51,7 @@ class Playback {
   private:
     static constexpr unsigned kSize = 16;
     osm3d::Driver& driver_;
-    std::unique_ptr<platform::Window> window_;
+    std::unique_ptr<PictureWindow> window_;
 };
 
 }  // namespace

@@ -12,6 +12,7 @@
 #include "cli/error.h"
 #include "platform/system/window.h"
 #include "png_file.h"
+#include "posix/platform_window.h"
 #include "source.h"
 
 namespace host {
@@ -145,8 +146,9 @@ std::unique_ptr<Player> PlayWindow::MakePlayer(const Project& project) {
     // The device first asks an offscreen context what the machine can do, and beside a window's there is
     // none.
     SDL_GL_MakeCurrent(window_, nullptr);
-    auto player = std::make_unique<Player>(
-        module_, project, library_, std::make_unique<PictureWindow>(*this, project.width, project.height));
+    auto player =
+        std::make_unique<Player>(module_, project, library_,
+                                 Take(std::make_unique<PictureWindow>(*this, project.width, project.height)));
     // The device's context is current now. A display that cannot wait for its retrace goes without.
     SDL_GL_SetSwapInterval(interval_);
     return player;

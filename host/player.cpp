@@ -65,10 +65,10 @@ std::unique_ptr<osm3d::DataObject> LoadDataItem(osm3d::Driver& driver, const Pro
 
 Player::Player(Module& module, const Project& project, const EffectLibrary& library, unsigned width,
                unsigned height)
-    : Player(module, project, library, platform::MakeOffscreenWindow(width, height)) {}
+    : Player(module, project, library, MakeHiddenWindow(width, height)) {}
 
 Player::Player(Module& module, const Project& project, const EffectLibrary& library,
-               std::unique_ptr<platform::Window> window)
+               std::unique_ptr<PictureWindow> window)
     : driver_(module.Driver()),
       project_(project),
       library_(library),
@@ -176,13 +176,14 @@ void Player::MakeEffects() {
 }
 
 void Player::Draw(double seconds) {
+    window_->Attend();
     if (!timeline_->Draw(seconds)) driver_.GetPlayback()->DrawEmptyFrame();
 }
 
 void CheckData(Module& module, const Project& project, Mistakes& mistakes) {
     constexpr unsigned kSize = 16;
     osm3d::Driver& driver = module.Driver();
-    const std::unique_ptr<platform::Window> window = platform::MakeOffscreenWindow(kSize, kSize);
+    const std::unique_ptr<PictureWindow> window = MakeHiddenWindow(kSize, kSize);
     const bool has_device = driver.GetPlayback()->IsStarted();
     if (!has_device) driver.GetPlayback()->Start(window->Handle(), nullptr, kSize, kSize, 32, true, 0);
     try {

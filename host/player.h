@@ -7,8 +7,8 @@
 #include <vector>
 
 #include "module.h"
+#include "picture_window.h"
 #include "platform/d3d9/com_ptr.h"
-#include "platform/system/window.h"
 #include "png_file.h"
 #include "project.h"
 #include "project_controllers.h"
@@ -25,7 +25,7 @@ class Player {
            unsigned height);
     // The same in a window of the host's.
     Player(Module& module, const Project& project, const EffectLibrary& library,
-           std::unique_ptr<platform::Window> window);
+           std::unique_ptr<PictureWindow> window);
     ~Player();
     Player(const Player&) = delete;
     Player& operator=(const Player&) = delete;
@@ -57,7 +57,7 @@ class Player {
     const Project& project_;
     const EffectLibrary& library_;
     ProjectControllerFactory factory_;
-    std::unique_ptr<platform::Window> window_;
+    std::unique_ptr<PictureWindow> window_;
     std::map<std::string, std::unique_ptr<osm3d::DataObject>> data_;
     std::vector<osm3d::Effect*> effects_;  // all of them; ended by Release
     std::vector<PlayingClip> clips_;       // in the order of drawing
