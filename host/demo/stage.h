@@ -134,6 +134,9 @@ class Stage {
     // The scene is drawn with `mesh`, a plane, as a mirror; its alpha is what of itself is seen.
     void Mirror(osm3d::MeshSimple* mesh);
 
+    // What has been made so far, to add what Stage has no operation for.
+    osm3d::SceneHierarchy& Scene() { return *scene_; }
+
     // Writes the scene as an .om2 file. Throws cli::Error when it is not playable or cannot be written.
     void Save(const std::string& path);
 

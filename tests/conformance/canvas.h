@@ -9,6 +9,7 @@
 #include <type_traits>
 #include <vector>
 
+#include "conformance/bounds.h"
 #include "conformance/d3d.h"
 
 namespace conformance {
@@ -186,16 +187,6 @@ class Canvas {
 
 /// Writes a texel of an uncompressed format; returns its bytes (0 for a format that the cases do not use).
 UINT EncodeTexel(D3DFORMAT format, D3DCOLOR color, BYTE* out);
-
-/// What a case may differ from its reference by. `why` says what leaves the freedom; empty for the usual
-/// bounds.
-struct Bounds {
-    int level = 2;         // largest difference of a channel that does not count
-    double share = 0.005;  // share of the pixels that may differ by more
-    int reach = 1;         // a pixel that differs must have one of its colour this near in the other picture
-    int color = 24;        // how near that colour must be, per channel
-    const char* why = "";
-};
 
 struct Case {
     const char* name;
