@@ -1,13 +1,8 @@
 #include "fxutil/effect_parser.h"
 
 #include <algorithm>
-#include <bit>
-#include <cmath>
-#include <optional>
-#include <unordered_map>
 
-#include "fxutil/effect_expression.h"
-#include "fxutil/effect_shader_text.h"
+#include "fxutil/effect_parser_detail.h"
 
 namespace fxutil {
 
@@ -21,822 +16,485 @@ u32 CountCells(const EffectDocument& document, const EffectType& type, u32 eleme
     return static_cast<u32>(std::min<u64>(one * std::max(elements, 1u), kMaxEffectCells + 1));
 }
 
-namespace {
-
-constexpr std::string_view kProfiles[] = {"vs_1_1", "vs_2_0", "vs_2_a", "ps_1_1", "ps_1_2",
-                                          "ps_1_3", "ps_1_4", "ps_2_0", "ps_2_a", "ps_2_b"};
-
-class Parser {
-  public:
-    Parser(const PreprocessedText& text, EffectDocument& out, EffectMessages& messages)
-        : cursor_(text.tokens), out_(out), messages_(messages), shaders_(text.tokens) {}
-
-    void Run() {
-        while (!cursor_.AtEnd()) {
-            if (cursor_.Take(";")) continue;
-            const bool technique = cursor_.IsName("technique") && !cursor_.Is("(", 1);
-            if (!(technique ? Technique() : Declaration())) break;
-            if (messages_.Enough()) return;
-        }
-        if (messages_.Any()) return;
-        shaders_.Finish(out_, messages_);
+void EffectParser::Run() {
+    while (!cursor_.AtEnd()) {
+        if (cursor_.Take(";")) continue;
+        const bool technique = cursor_.IsName("technique") && !cursor_.Is("(", 1);
+        if (!(technique ? Technique() : Declaration())) break;
+        if (messages_.Enough()) return;
     }
+    if (messages_.Any()) return;
+    shaders_.Finish(out_, messages_);
+}
 
-  private:
-    bool Fail(TextPosition at, const std::string& what) {
-        messages_.Error(at, what);
-        return false;
-    }
-    bool Unexpected(const std::string& expected) {
+bool EffectParser::Fail(TextPosition at, const std::string& what) {
+    messages_.Error(at, what);
+    return false;
+}
+
+bool EffectParser::Unexpected(const std::string& expected) {
+    const Token& token = cursor_.Ahead();
+    const std::string found =
+        token.kind == TokenKind::kEnd ? "the end of the text" : "'" + std::string(token.text) + "'";
+    return Fail(cursor_.Here(), found + " where " + expected + " is expected");
+}
+
+bool EffectParser::Expect(std::string_view symbol) {
+    return cursor_.Take(symbol) || Unexpected("'" + std::string(symbol) + "'");
+}
+
+bool EffectParser::Name(std::string& name, const char* what) {
+    if (cursor_.Ahead().kind != TokenKind::kName) return Unexpected(what);
+    name = cursor_.Next().text;
+    return true;
+}
+
+// Moves past the bracket that fits the one ahead.
+bool EffectParser::SkipBrackets() {
+    const TextPosition start = cursor_.Here();
+    std::vector<char> open;
+    do {
         const Token& token = cursor_.Ahead();
-        const std::string found =
-            token.kind == TokenKind::kEnd ? "the end of the text" : "'" + std::string(token.text) + "'";
-        return Fail(cursor_.Here(), found + " where " + expected + " is expected");
-    }
-    bool Expect(std::string_view symbol) {
-        return cursor_.Take(symbol) || Unexpected("'" + std::string(symbol) + "'");
-    }
-    bool Name(std::string& name, const char* what) {
-        if (cursor_.Ahead().kind != TokenKind::kName) return Unexpected(what);
-        name = cursor_.Next().text;
-        return true;
-    }
-
-    // Moves past the bracket that fits the one ahead.
-    bool SkipBrackets() {
-        const TextPosition start = cursor_.Here();
-        std::vector<char> open;
-        do {
-            const Token& token = cursor_.Ahead();
-            if (token.kind == TokenKind::kEnd)
-                return Fail(start, "the bracket that opens here is never closed");
-            if (token.kind == TokenKind::kSymbol && token.text.size() == 1) {
-                const char c = token.text[0];
-                if (c == '(' || c == '[' || c == '{') open.push_back(c == '(' ? ')' : c == '[' ? ']' : '}');
-                if (c == ')' || c == ']' || c == '}') {
-                    if (open.back() != c) return Unexpected(std::string("'") + open.back() + "'");
-                    open.pop_back();
-                }
+        if (token.kind == TokenKind::kEnd) return Fail(start, "the bracket that opens here is never closed");
+        if (token.kind == TokenKind::kSymbol && token.text.size() == 1) {
+            const char c = token.text[0];
+            if (c == '(' || c == '[' || c == '{') open.push_back(c == '(' ? ')' : c == '[' ? ']' : '}');
+            if (c == ')' || c == ']' || c == '}') {
+                if (open.back() != c) return Unexpected(std::string("'") + open.back() + "'");
+                open.pop_back();
             }
-            cursor_.Next();
-        } while (!open.empty());
+        }
+        cursor_.Next();
+    } while (!open.empty());
+    return true;
+}
+
+// ---- types
+
+bool EffectParser::Type(EffectType& type) {
+    const Token& token = cursor_.Ahead();
+    if (cursor_.Take("struct")) {
+        const Token& name = cursor_.Ahead();
+        if (!FindType(name.text, type) || type.type_class != D3DXPC_STRUCT)
+            return Unexpected("the name of a structure");
+        cursor_.Next();
         return true;
     }
-
-    // ---- types
-
-    bool Type(EffectType& type) {
-        const Token& token = cursor_.Ahead();
-        if (cursor_.Take("struct")) {
-            const Token& name = cursor_.Ahead();
-            if (!FindType(name.text, type) || type.type_class != D3DXPC_STRUCT)
-                return Unexpected("the name of a structure");
+    if (token.kind != TokenKind::kName) return Unexpected("a type");
+    cursor_.Take("unsigned");
+    if (!FindType(cursor_.Ahead().text, type)) return Unexpected("a type");
+    const std::string_view name = cursor_.Next().text;
+    // vector<float, 3> and matrix<float, 4, 4>
+    if ((SameName(name, "vector") || SameName(name, "matrix")) && cursor_.Take("<")) {
+        EffectType base;
+        if (!FindNumericType(cursor_.Ahead().text, base) || base.type_class != D3DXPC_SCALAR)
+            return Unexpected("a type of numbers");
+        cursor_.Next();
+        type.type = base.type;
+        u32* sizes[] = {&type.rows, &type.columns};
+        for (std::size_t i = SameName(name, "vector") ? 1 : 0; i < 2; ++i) {
+            const std::string_view size = cursor_.Ahead(1).text;
+            if (!Expect(",")) return false;
+            if (size.size() != 1 || size[0] < '1' || size[0] > '4') return Unexpected("1 to 4");
+            *sizes[i] = static_cast<u32>(size[0] - '0');
             cursor_.Next();
+        }
+        return Expect(">");
+    }
+    return true;
+}
+
+bool EffectParser::FindType(std::string_view name, EffectType& type) const {
+    if (const auto known = types_.find(name); known != types_.end()) {
+        type = known->second;
+        return true;
+    }
+    if (FindNumericType(name, type)) return true;
+    static constexpr std::pair<std::string_view, D3DXPARAMETER_TYPE> kObjects[] = {
+        {"void", D3DXPT_VOID},
+        {"string", D3DXPT_STRING},
+        {"texture", D3DXPT_TEXTURE},
+        {"texture1D", D3DXPT_TEXTURE1D},
+        {"texture2D", D3DXPT_TEXTURE2D},
+        {"texture3D", D3DXPT_TEXTURE3D},
+        {"textureCUBE", D3DXPT_TEXTURECUBE},
+        {"pixelshader", D3DXPT_PIXELSHADER},
+        {"vertexshader", D3DXPT_VERTEXSHADER}};
+    for (const auto& [object, kind] : kObjects)
+        if (SameName(object, name)) {
+            type = {D3DXPC_OBJECT, kind, 0, 0, 0};
             return true;
         }
-        if (token.kind != TokenKind::kName) return Unexpected("a type");
-        cursor_.Take("unsigned");
-        if (!FindType(cursor_.Ahead().text, type)) return Unexpected("a type");
-        const std::string_view name = cursor_.Next().text;
-        // vector<float, 3> and matrix<float, 4, 4>
-        if ((SameName(name, "vector") || SameName(name, "matrix")) && cursor_.Take("<")) {
-            EffectType base;
-            if (!FindNumericType(cursor_.Ahead().text, base) || base.type_class != D3DXPC_SCALAR)
-                return Unexpected("a type of numbers");
-            cursor_.Next();
-            type.type = base.type;
-            u32* sizes[] = {&type.rows, &type.columns};
-            for (std::size_t i = SameName(name, "vector") ? 1 : 0; i < 2; ++i) {
-                const std::string_view size = cursor_.Ahead(1).text;
-                if (!Expect(",")) return false;
-                if (size.size() != 1 || size[0] < '1' || size[0] > '4') return Unexpected("1 to 4");
-                *sizes[i] = static_cast<u32>(size[0] - '0');
-                cursor_.Next();
-            }
-            return Expect(">");
-        }
-        return true;
-    }
-
-    bool FindType(std::string_view name, EffectType& type) const {
-        if (const auto known = types_.find(name); known != types_.end()) {
-            type = known->second;
+    static constexpr std::pair<std::string_view, D3DXPARAMETER_TYPE> kSamplers[] = {
+        {"sampler", D3DXPT_SAMPLER},
+        {"sampler1D", D3DXPT_SAMPLER1D},
+        {"sampler2D", D3DXPT_SAMPLER2D},
+        {"sampler3D", D3DXPT_SAMPLER3D},
+        {"samplerCUBE", D3DXPT_SAMPLERCUBE}};
+    for (const auto& [object, kind] : kSamplers)
+        if (object == name) {
+            type = {D3DXPC_OBJECT, kind, 0, 0, 0};
             return true;
         }
-        if (FindNumericType(name, type)) return true;
-        static constexpr std::pair<std::string_view, D3DXPARAMETER_TYPE> kObjects[] = {
-            {"void", D3DXPT_VOID},
-            {"string", D3DXPT_STRING},
-            {"texture", D3DXPT_TEXTURE},
-            {"texture1D", D3DXPT_TEXTURE1D},
-            {"texture2D", D3DXPT_TEXTURE2D},
-            {"texture3D", D3DXPT_TEXTURE3D},
-            {"textureCUBE", D3DXPT_TEXTURECUBE},
-            {"pixelshader", D3DXPT_PIXELSHADER},
-            {"vertexshader", D3DXPT_VERTEXSHADER}};
-        for (const auto& [object, kind] : kObjects)
-            if (SameName(object, name)) {
-                type = {D3DXPC_OBJECT, kind, 0, 0, 0};
-                return true;
-            }
-        static constexpr std::pair<std::string_view, D3DXPARAMETER_TYPE> kSamplers[] = {
-            {"sampler", D3DXPT_SAMPLER},
-            {"sampler1D", D3DXPT_SAMPLER1D},
-            {"sampler2D", D3DXPT_SAMPLER2D},
-            {"sampler3D", D3DXPT_SAMPLER3D},
-            {"samplerCUBE", D3DXPT_SAMPLERCUBE}};
-        for (const auto& [object, kind] : kSamplers)
-            if (object == name) {
-                type = {D3DXPC_OBJECT, kind, 0, 0, 0};
-                return true;
-            }
-        return false;
-    }
+    return false;
+}
 
-    // "[4]", several or none.
-    bool Dimensions(u32& elements) {
-        elements = 0;
-        for (u32 count = 0; cursor_.Is("["); ++count) {
-            const TextPosition at = cursor_.Here();
-            cursor_.Next();
-            ConstantValue value;
-            ConstantReader reader(cursor_, known_, nullptr);
-            if (!reader.Read(value)) return Fail(at, "a size of " + reader.Fault());
-            if (value.numbers.size() != 1 || !(value.numbers[0] >= 1) || value.numbers[0] > kMaxEffectCells)
-                return Fail(at, "an array has 1 to " + std::to_string(kMaxEffectCells) + " elements");
-            if (count > 0) return Fail(at, "arrays of arrays are not supported");
-            elements = static_cast<u32>(value.numbers[0]);
-            if (!Expect("]")) return false;
-        }
-        return true;
-    }
-
-    // ---- declarations
-
-    struct Modifiers {
-        bool is_static = false, is_const = false, row_major = false;
-    };
-
-    static bool Modifier(const Token& token, Modifiers& modifiers) {
-        if (token.kind != TokenKind::kName) return false;
-        if (token.text == "static") return modifiers.is_static = true;
-        if (token.text == "const") return modifiers.is_const = true;
-        if (token.text == "row_major") return modifiers.row_major = true;
-        if (token.text == "column_major") return !(modifiers.row_major = false);
-        for (const char* other : {"uniform", "extern", "shared", "volatile", "inline"})
-            if (token.text == other) return true;
-        return false;
-    }
-
-    bool Declaration() {
-        const std::size_t start = cursor_.Place();
-        Modifiers modifiers;
-        while (Modifier(cursor_.Ahead(), modifiers)) cursor_.Next();
-        if (cursor_.Is("typedef")) return Typedef(start);
-        const std::size_t type_start = cursor_.Place();
-        EffectType type;
-        if (cursor_.Is("struct") && (cursor_.Is("{", 2) || cursor_.Is("{", 1))) {
-            if (!Structure(type)) return false;
-            if (cursor_.Take(";")) {
-                shaders_.Keep(start, cursor_.Place());
-                return true;
-            }
-            shaders_.Keep(type_start, cursor_.Place());
-            shaders_.Make(";", cursor_.Here());
-            if (modifiers.is_static)
-                return Fail(cursor_.Here(), "a static variable is declared apart from its structure");
-            if (out_.structures.back().name.empty())
-                return Fail(cursor_.Here(), "a structure of a parameter needs a name");
-            return Variables(modifiers, type, type_start + 1, type_start + 2);
-        }
-        if (!Type(type)) return false;
-        const std::size_t type_end = cursor_.Place();
-        if (cursor_.Ahead().kind == TokenKind::kName && cursor_.Is("(", 1)) return Function(start, type_end);
-        if (type.type_class == D3DXPC_OBJECT && type.type == D3DXPT_VOID) return Unexpected("a function");
-        if (modifiers.is_static) return Static(start, modifiers);
-        if (modifiers.row_major && type.type_class == D3DXPC_MATRIX_COLUMNS)
-            type.type_class = D3DXPC_MATRIX_ROWS;
-        return Variables(modifiers, type, type_start, type_end);
-    }
-
-    bool Function(std::size_t start, std::size_t type_end) {
-        const std::size_t name = cursor_.Place();
-        cursor_.Next();
-        const std::size_t parameters = cursor_.Place();
-        if (!SkipBrackets()) return false;
-        const std::size_t after = cursor_.Place();
-        if (cursor_.Take(":")) {
-            std::string semantic;
-            if (!Name(semantic, "a semantic")) return false;
-        }
-        const std::size_t head = cursor_.Place();
-        if (!cursor_.Take(";")) {
-            if (!cursor_.Is("{")) return Unexpected("the body of the function");
-            if (!SkipBrackets()) return false;
-            ++out_.functions;
-            shaders_.Define({start, type_end, name, parameters, after, head});
-        }
-        shaders_.Keep(start, cursor_.Place());
-        return true;
-    }
-
-    // Everything up to the semicolon belongs to the compiler; a simple constant is remembered.
-    bool Static(std::size_t start, const Modifiers& modifiers) {
-        const std::size_t name = cursor_.Place();
-        while (!cursor_.Is(";")) {
-            if (cursor_.AtEnd()) return Unexpected("';'");
-            if (cursor_.Is("(") || cursor_.Is("[") || cursor_.Is("{")) {
-                if (!SkipBrackets()) return false;
-            } else {
-                cursor_.Next();
-            }
-        }
-        cursor_.Next();
-        const std::size_t end = cursor_.Place();
-        shaders_.Keep(start, end);
-        cursor_.Return(name);
-        if (modifiers.is_const && cursor_.Ahead().kind == TokenKind::kName && cursor_.Is("=", 1)) {
-            const std::string_view known = cursor_.Next().text;
-            cursor_.Next();
-            ConstantValue value;
-            if (ConstantReader(cursor_, known_, nullptr).Read(value)) Remember(known, value);
-        }
-        cursor_.Return(end);
-        return true;
-    }
-
-    void Remember(std::string_view name, const ConstantValue& value) {
-        if (value.numbers.empty() || value.numbers.size() > 16) return;
-        known_[name] = {value.numbers, false};
-    }
-
-    bool Typedef(std::size_t start) {
-        cursor_.Next();
-        Modifiers modifiers;
-        while (Modifier(cursor_.Ahead(), modifiers)) cursor_.Next();
-        EffectType type;
-        if (!Type(type)) return false;
-        if (modifiers.row_major && type.type_class == D3DXPC_MATRIX_COLUMNS)
-            type.type_class = D3DXPC_MATRIX_ROWS;
-        const std::string_view name = cursor_.Ahead().text;
-        if (cursor_.Ahead().kind != TokenKind::kName) return Unexpected("a name");
-        cursor_.Next();
-        if (cursor_.Is("[")) return Fail(cursor_.Here(), "types of arrays are not supported");
-        if (!Expect(";")) return false;
-        types_[name] = type;
-        if (type.IsNumeric() || type.type_class == D3DXPC_STRUCT) shaders_.Keep(start, cursor_.Place());
-        return true;
-    }
-
-    bool Structure(EffectType& type) {
-        cursor_.Next();
-        EffectStructure structure;
-        std::string_view name;
+// "[4]", several or none.
+bool EffectParser::Dimensions(u32& elements) {
+    elements = 0;
+    for (u32 count = 0; cursor_.Is("["); ++count) {
         const TextPosition at = cursor_.Here();
-        if (!cursor_.Is("{")) {
-            name = cursor_.Ahead().text;
-            if (!Name(structure.name, "the name of the structure")) return false;
-            if (types_.contains(name)) return Fail(at, "'" + structure.name + "' is there already");
-        }
-        const std::size_t body = cursor_.Place();
-        if (!SkipBrackets()) return false;
-        const std::size_t end = cursor_.Place();
-        cursor_.Return(body + 1);
-        u64 cells = 0;
-        while (!structure.opaque && cursor_.Place() + 1 < end) structure.opaque = !Members(structure, cells);
-        structure.opaque |= cells > kMaxEffectCells || structure.members.empty();
-        structure.cells = static_cast<u32>(std::min<u64>(cells, kMaxEffectCells + 1));
-        cursor_.Return(end);
-        type = {D3DXPC_STRUCT, D3DXPT_VOID, 0, 0, static_cast<u32>(out_.structures.size())};
-        out_.structures.push_back(std::move(structure));
-        if (!name.empty()) types_[name] = type;
-        return true;
-    }
-
-    // "float4 a, b[2] : SEMANTIC;". False for anything but numbers, which functions alone may use.
-    bool Members(EffectStructure& structure, u64& cells) {
-        Modifiers modifiers;
-        while (Modifier(cursor_.Ahead(), modifiers) || cursor_.Is("nointerpolation") ||
-               cursor_.Is("centroid"))
-            cursor_.Next();
-        const Token& type_name = cursor_.Ahead();
-        EffectType type;
-        if (type_name.kind != TokenKind::kName || !FindType(type_name.text, type)) return false;
-        if (!type.IsNumeric() && type.type_class != D3DXPC_STRUCT) return false;
-        if (type.type_class == D3DXPC_STRUCT) {
-            const EffectStructure& inner = out_.structures[type.structure];
-            if (inner.opaque || inner.depth >= kMaxEffectDepth) return false;
-            structure.depth = std::max(structure.depth, inner.depth + 1);
-        }
-        if (cursor_.Is("<", 1)) return false;
-        if (modifiers.row_major && type.type_class == D3DXPC_MATRIX_COLUMNS)
-            type.type_class = D3DXPC_MATRIX_ROWS;
         cursor_.Next();
-        do {
-            EffectMember member;
-            member.type = type;
-            if (cursor_.Ahead().kind != TokenKind::kName) return false;
-            member.name = cursor_.Next().text;
-            if (cursor_.Take("[")) {
-                ConstantValue size;
-                if (!ConstantReader(cursor_, known_, nullptr).Read(size) || size.numbers.size() != 1 ||
-                    !(size.numbers[0] >= 1) || size.numbers[0] > kMaxEffectCells || !cursor_.Take("]"))
-                    return false;
-                member.elements = static_cast<u32>(size.numbers[0]);
-            }
-            if (cursor_.Take(":")) {
-                if (cursor_.Ahead().kind != TokenKind::kName) return false;
-                member.semantic = cursor_.Next().text;
-            }
-            cells += CountCells(out_, type, member.elements);
-            structure.members.push_back(std::move(member));
-        } while (cursor_.Take(","));
-        return cursor_.Take(";");
-    }
-
-    bool Variables(const Modifiers& modifiers, const EffectType& type, std::size_t type_start,
-                   std::size_t type_end) {
-        do {
-            if (!Variable(modifiers, type, type_start, type_end)) return false;
-        } while (cursor_.Take(","));
-        return Expect(";");
-    }
-
-    bool Variable(const Modifiers& modifiers, const EffectType& type, std::size_t type_start,
-                  std::size_t type_end) {
-        EffectParameter parameter;
-        parameter.type = type;
-        parameter.at = cursor_.Here();
-        const std::size_t name = cursor_.Place();
-        if (!Name(parameter.name, "a name")) return false;
-        const std::string_view key = cursor_.At(name).text;
-        if (parameters_.contains(key)) return Fail(parameter.at, "'" + parameter.name + "' is there already");
-        if (!Dimensions(parameter.elements)) return false;
-        const std::size_t dimensions_end = cursor_.Place();
-        if (parameter.elements > 0 && type.type_class == D3DXPC_OBJECT)
-            return Fail(parameter.at, "arrays are of numbers or structures");
-        if (type.type_class == D3DXPC_STRUCT && out_.structures[type.structure].opaque)
-            return Fail(parameter.at, "this structure holds other things than numbers, or too many of them");
-        const u32 count = CountCells(out_, type, parameter.elements);
-        cells_ += count;
-        if (cells_ > kMaxEffectCells) return Fail(parameter.at, "the parameters are too large");
-        parameter.cells.assign(count, 0);
-
-        std::size_t register_start = 0, register_end = 0;
-        while (cursor_.Is(":")) {
-            const std::size_t colon = cursor_.Place();
-            cursor_.Next();
-            if ((cursor_.Is("register") || cursor_.Is("packoffset")) && cursor_.Is("(", 1)) {
-                const bool place = cursor_.Is("register");
-                cursor_.Next();
-                if (!SkipBrackets()) return false;
-                if (place) {
-                    register_start = colon;
-                    register_end = cursor_.Place();
-                }
-            } else if (!Name(parameter.semantic, "a semantic")) {
-                return false;
-            }
-        }
-        if (cursor_.Is("<") && !Annotations(parameter.annotations)) return false;
-        const std::size_t value = cursor_.Place();
-        if (cursor_.Take("=") && !Initialiser(parameter)) return false;
-        const std::size_t value_end = cursor_.Place();
-
-        // What is left of it for the compiler.
-        parameter.compiled_in = modifiers.is_const && value_end > value && parameter.semantic.empty() &&
-                                (type.IsNumeric() || type.type_class == D3DXPC_STRUCT);
-        if (type.IsNumeric() || type.type_class == D3DXPC_STRUCT || type.IsSampler()) {
-            const TextPosition at = cursor_.At(type_start).at;
-            if (parameter.compiled_in) shaders_.Make("static const", at);
-            if (type.type_class == D3DXPC_MATRIX_ROWS) shaders_.Make("row_major", at);
-            if (SameName(cursor_.At(type_start).text, "vector") && type_end == type_start + 1) {
-                shaders_.Make("float4", at);
-            } else if (SameName(cursor_.At(type_start).text, "matrix") && type_end == type_start + 1) {
-                shaders_.Make("float4x4", at);
-            } else {
-                shaders_.Keep(type_start, type_end);
-            }
-            shaders_.Keep(name, dimensions_end);
-            shaders_.Keep(register_start, register_end);
-            if (parameter.compiled_in) shaders_.Keep(value, value_end);
-            shaders_.Make(";", cursor_.Here());
-        }
-        if (parameter.compiled_in && !values_.list) Remember(key, values_);
-        parameters_.emplace(key, static_cast<u32>(out_.parameters.size()));
-        out_.parameters.push_back(std::move(parameter));
-        return true;
-    }
-
-    bool Initialiser(EffectParameter& parameter) {
-        const TextPosition at = cursor_.Here();
-        const EffectType& type = parameter.type;
-        values_ = {};
-        if (type.type == D3DXPT_STRING) {
-            if (cursor_.Ahead().kind != TokenKind::kString) return Unexpected("a string");
-            while (cursor_.Ahead().kind == TokenKind::kString)
-                parameter.text += Unescaped(cursor_.Next().text);
-            return true;
-        }
-        if (type.IsSampler()) {
-            if (!cursor_.IsName("sampler_state")) return Unexpected("'sampler_state'");
-            cursor_.Next();
-            return SamplerStates(parameter.states);
-        }
-        if (type.IsShader()) {
-            const EffectStateInfo& info =
-                *FindEffectState(type.type == D3DXPT_VERTEXSHADER ? "VertexShader" : "PixelShader");
-            EffectAssignment shader;
-            if (!Compile(info, shader)) return false;
-            if (shader.source == EffectAssignment::Source::kShader) parameter.shader = shader.shader;
-            return true;
-        }
-        if (type.IsTexture()) return Fail(at, "a texture has no default value");
-        ConstantReader reader(cursor_, known_, nullptr);
-        if (!reader.Read(values_)) return Fail(at, "the default value has " + reader.Fault());
-        std::vector<f64>& numbers = values_.numbers;
-        const std::size_t count = parameter.cells.size();
-        if (numbers.size() == 1 && !values_.list && type.IsNumeric()) numbers.assign(count, numbers[0]);
-        if (numbers.size() < count || (numbers.size() > count && values_.list))
-            return Fail(at, "the default value has " + std::to_string(numbers.size()) + " numbers, '" +
-                                parameter.name + "' takes " + std::to_string(count));
-        numbers.resize(count);
-        std::size_t next = 0;
-        Fill(type, parameter.elements, numbers, next, parameter.cells);
-        return true;
-    }
-
-    // Structures lie within each other at most as deep as the text declares them one after another; an array
-    // of many tiny ones is bounded by the cells that it fills.
-    void Fill(const EffectType& type, u32 elements, const std::vector<f64>& numbers, std::size_t& next,
-              std::vector<u32>& cells) const {
-        for (u32 i = 0; i < std::max(elements, 1u); ++i) {
-            if (type.type_class == D3DXPC_STRUCT) {
-                for (const EffectMember& member : out_.structures[type.structure].members)
-                    Fill(member.type, member.elements, numbers, next, cells);
-            } else {
-                for (u32 k = 0; k < type.rows * type.columns; ++k, ++next)
-                    cells[next] = ToCell(type.type, numbers[next]);
-            }
-        }
-    }
-
-    static std::string Unescaped(std::string_view text) {
-        std::string plain;
-        for (std::size_t i = 0; i < text.size(); ++i) {
-            if (text[i] != '\\' || i + 1 == text.size()) {
-                plain += text[i];
-                continue;
-            }
-            const char c = text[++i];
-            plain += c == 'n' ? '\n' : c == 't' ? '\t' : c == 'r' ? '\r' : c;
-        }
-        return plain;
-    }
-
-    // "< string name = "x"; int n = 3; >"
-    bool Annotations(std::vector<EffectParameter>& annotations) {
-        cursor_.Next();
-        while (!cursor_.Take(">")) {
-            if (cursor_.Take(";")) continue;
-            EffectParameter annotation;
-            annotation.at = cursor_.Here();
-            if (!Type(annotation.type)) return false;
-            if (!annotation.type.IsNumeric() && annotation.type.type != D3DXPT_STRING)
-                return Fail(annotation.at, "an annotation is a number or a string");
-            if (!Name(annotation.name, "a name") || !Dimensions(annotation.elements)) return false;
-            const u32 count = CountCells(out_, annotation.type, annotation.elements);
-            cells_ += count;
-            if (cells_ > kMaxEffectCells) return Fail(annotation.at, "the annotations are too large");
-            annotation.cells.assign(count, 0);
-            if (cursor_.Take("=") && !Initialiser(annotation)) return false;
-            if (!Expect(";")) return false;
-            annotations.push_back(std::move(annotation));
-        }
-        return true;
-    }
-
-    // ---- states
-
-    bool SamplerStates(std::vector<EffectAssignment>& states) {
-        if (!Expect("{")) return false;
-        while (!cursor_.Take("}")) {
-            if (cursor_.Take(";")) continue;
-            EffectAssignment state;
-            state.at = cursor_.Here();
-            std::string name;
-            if (!Name(name, "the name of a sampler state")) return false;
-            state.info = FindEffectState(name);
-            if (!state.info || (state.info->kind != EffectStateKind::kSampler &&
-                                state.info->kind != EffectStateKind::kTexture))
-                return Fail(state.at, "'" + name + "' is no state of a sampler");
-            if (!Expect("=") || !Value(state) || (!cursor_.Is("}") && !Expect(";"))) return false;
-            states.push_back(std::move(state));
-            if (!CountStates(1, states.back().at)) return false;
-        }
-        return true;
-    }
-
-    bool Technique() {
-        EffectTechnique technique;
-        cursor_.Next();
-        if (!cursor_.Is("{") && !cursor_.Is("<") && !Name(technique.name, "the name of the technique"))
-            return false;
-        if (cursor_.Is("<") && !Annotations(technique.annotations)) return false;
-        if (!Expect("{")) return false;
-        while (!cursor_.Take("}")) {
-            if (!cursor_.IsName("pass")) return Unexpected("'pass'");
-            cursor_.Next();
-            EffectPass pass;
-            if (!cursor_.Is("{") && !cursor_.Is("<") && !Name(pass.name, "the name of the pass"))
-                return false;
-            if (cursor_.Is("<") && !Annotations(pass.annotations)) return false;
-            if (!Expect("{")) return false;
-            while (!cursor_.Take("}")) {
-                if (!cursor_.Take(";") && !PassState(pass)) return false;
-                if (messages_.Enough()) return false;
-            }
-            technique.passes.push_back(std::move(pass));
-        }
-        out_.techniques.push_back(std::move(technique));
-        return true;
-    }
-
-    bool PassState(EffectPass& pass) {
-        EffectAssignment state;
-        state.at = cursor_.Here();
-        std::string name;
-        if (!Name(name, "the name of a state")) return false;
-        state.info = FindEffectState(name);
-        if (!state.info) {
-            messages_.Error(state.at, "there is no state '" + name + "'");
-            return SkipState();
-        }
-        if (cursor_.Is("[")) {
-            const TextPosition at = cursor_.Here();
-            cursor_.Next();
-            ConstantValue value;
-            ConstantReader reader(cursor_, known_, nullptr);
-            if (!reader.Read(value)) return Fail(at, "the index has " + reader.Fault());
-            if (!Expect("]")) return false;
-            if (value.numbers.size() != 1 || !(value.numbers[0] >= 0) ||
-                value.numbers[0] >= state.info->indices)
-                return Fail(at, state.info->indices == 0 ? "state '" + name + "' takes no index"
-                                                         : "the index of '" + name + "' is 0 to " +
-                                                               std::to_string(state.info->indices - 1));
-            state.index = static_cast<u32>(value.numbers[0]);
-        }
-        if (!Expect("=")) return false;
-        if (state.info->kind == EffectStateKind::kSamplerObject) return SamplerObject(pass, state);
-        if (!Value(state) || !Expect(";")) return false;
-        pass.states.push_back(std::move(state));
-        return CountStates(1, pass.states.back().at);
-    }
-
-    bool CountStates(std::size_t more, TextPosition at) {
-        states_ += more;
-        return states_ <= kMaxEffectCells || Fail(at, "too many states");
-    }
-
-    bool SkipState() {
-        while (!cursor_.Is(";") && !cursor_.Is("}")) {
-            if (cursor_.AtEnd()) return false;
-            if (cursor_.Is("{") || cursor_.Is("(") || cursor_.Is("[")) {
-                if (!SkipBrackets()) return false;
-            } else {
-                cursor_.Next();
-            }
-        }
-        return true;
-    }
-
-    // A sampler in a pass is the states that it stands for.
-    bool SamplerObject(EffectPass& pass, const EffectAssignment& state) {
-        std::vector<EffectAssignment> states;
-        if (cursor_.IsName("sampler_state")) {
-            cursor_.Next();
-            if (!SamplerStates(states)) return false;
-        } else {
-            EffectAssignment source;
-            const TextPosition at = cursor_.Here();
-            if (!Reference(source)) return Fail(at, "a sampler is expected: <Name> or sampler_state { ... }");
-            const EffectParameter& sampler = out_.parameters[source.parameter];
-            if (!sampler.type.IsSampler()) return Fail(at, "'" + sampler.name + "' is no sampler");
-            if (!CountStates(sampler.states.size(), at)) return false;
-            states = sampler.states;
-        }
-        for (EffectAssignment& each : states) {
-            each.index = state.index;
-            pass.states.push_back(std::move(each));
-        }
-        return Expect(";");
-    }
-
-    // "<Name>", "(Name)", "Name", each with an element. False, at the same place, when it is none.
-    bool Reference(EffectAssignment& out) {
-        const std::size_t start = cursor_.Place();
-        const bool angle = cursor_.Take("<"), round = !angle && cursor_.Take("(");
-        const auto known = parameters_.find(cursor_.Ahead().text);
-        if (cursor_.Ahead().kind == TokenKind::kName && known != parameters_.end()) {
-            cursor_.Next();
-            u32 element = 0;
-            bool good = true;
-            if (cursor_.Take("[")) {
-                ConstantValue value;
-                good = ConstantReader(cursor_, known_, nullptr).Read(value) && value.numbers.size() == 1 &&
-                       value.numbers[0] >= 0 && value.numbers[0] < out_.parameters[known->second].elements &&
-                       cursor_.Take("]");
-                if (good) element = static_cast<u32>(value.numbers[0]);
-            }
-            if (good && (angle ? cursor_.Take(">") : !round || cursor_.Take(")")) &&
-                (cursor_.Is(";") || cursor_.Is("}"))) {
-                out.source = EffectAssignment::Source::kParameter;
-                out.parameter = known->second;
-                out.element = element;
-                return true;
-            }
-        }
-        cursor_.Return(start);
-        return false;
-    }
-
-    bool TakeNull() {
-        const Token& token = cursor_.Ahead();
-        if (!cursor_.IsName("NULL") && !(token.kind == TokenKind::kNumber && token.text == "0")) return false;
-        cursor_.Next();
-        return true;
-    }
-
-    bool Value(EffectAssignment& state) {
-        const EffectStateInfo& info = *state.info;
-        const TextPosition at = cursor_.Here();
-        if (cursor_.IsName("asm") || cursor_.IsName("asm_fragment"))
-            return Fail(at, "asm blocks are not supported: write the shader in HLSL and compile it");
-        if (info.kind == EffectStateKind::kVertexShader || info.kind == EffectStateKind::kPixelShader)
-            return ShaderValue(state);
-        if (info.kind == EffectStateKind::kTexture) {
-            if (TakeNull()) return true;
-            const Token& name = cursor_.Is("<") || cursor_.Is("(") ? cursor_.Ahead(1) : cursor_.Ahead();
-            if (!Reference(state)) {
-                if (name.kind == TokenKind::kName && !parameters_.contains(name.text))
-                    return Fail(name.at, "there is no texture '" + std::string(name.text) + "'");
-                return Fail(at, "a texture is expected: <Name> or NULL");
-            }
-            if (!out_.parameters[state.parameter].type.IsTexture())
-                return Fail(at, "'" + out_.parameters[state.parameter].name + "' is no texture");
-            return true;
-        }
-        const bool word =
-            cursor_.Ahead().kind == TokenKind::kName &&
-            (FindEffectSymbol(info, cursor_.Ahead().text) || known_.contains(cursor_.Ahead().text));
-        if (!word && Reference(state)) {
-            const EffectParameter& parameter = out_.parameters[state.parameter];
-            const u32 have = parameter.type.IsNumeric() ? parameter.type.rows * parameter.type.columns : 0;
-            if (parameter.compiled_in) {
-                // As constant as if it stood here.
-                state.source = EffectAssignment::Source::kValue;
-                std::vector<f64> numbers;
-                for (u32 i = 0; i < have; ++i) {
-                    const u32 cell = parameter.cells[state.element * have + i];
-                    numbers.push_back(parameter.type.type == D3DXPT_FLOAT
-                                          ? f64{std::bit_cast<f32>(cell)}
-                                          : f64{static_cast<f64>(std::bit_cast<i32>(cell))});
-                }
-                return Store(state, numbers, at);
-            }
-            const bool fits = info.value == EffectValueKind::kMatrix   ? have == 16
-                              : info.value == EffectValueKind::kVector ? have >= 1 && have <= 4
-                              : info.value == EffectValueKind::kColor  ? have == 1 || have == 3 || have == 4
-                                                                       : have == 1;
-            if (!fits)
-                return Fail(at, "'" + parameter.name + "' does not fit state " + std::string(info.name));
-            return true;
-        }
         ConstantValue value;
-        ConstantReader reader(cursor_, known_, &info);
-        const std::size_t before = cursor_.Place();
-        if (!reader.Read(value)) {
-            // Say so where a parameter is computed with, which is what Direct3D's effects could do.
-            for (std::size_t i = before; i < cursor_.Place(); ++i)
-                if (parameters_.contains(cursor_.At(i).text))
-                    return Fail(cursor_.At(i).at,
-                                "values that are computed from parameters are not supported here");
-            messages_.Error(at, "the value has " + reader.Fault());
-            return SkipState();
-        }
-        return Store(state, value.numbers, at);
+        ConstantReader reader(cursor_, known_, nullptr);
+        if (!reader.Read(value)) return Fail(at, "a size of " + reader.Fault());
+        if (value.numbers.size() != 1 || !(value.numbers[0] >= 1) || value.numbers[0] > kMaxEffectCells)
+            return Fail(at, "an array has 1 to " + std::to_string(kMaxEffectCells) + " elements");
+        if (count > 0) return Fail(at, "arrays of arrays are not supported");
+        elements = static_cast<u32>(value.numbers[0]);
+        if (!Expect("]")) return false;
     }
+    return true;
+}
 
-    bool Store(EffectAssignment& state, std::vector<f64> numbers, TextPosition at) {
-        const EffectStateInfo& info = *state.info;
-        const auto one = [&] {
-            return numbers.size() == 1 || Fail(at, "state " + std::string(info.name) + " takes one number");
-        };
-        switch (info.value) {
-            case EffectValueKind::kFloat:
-                if (!one()) return false;
-                state.cells = {ToCell(D3DXPT_FLOAT, numbers[0])};
-                return true;
-            case EffectValueKind::kBool:
-                if (!one()) return false;
-                state.cells = {ToCell(D3DXPT_BOOL, numbers[0])};
-                return true;
-            case EffectValueKind::kColor:
-                if (numbers.size() == 3 || numbers.size() == 4) {
-                    auto byte = [&](std::size_t i) {
-                        return static_cast<DWORD>(std::lround(std::clamp(numbers[i], 0.0, 1.0) * 255.0));
-                    };
-                    state.cells = {(numbers.size() == 4 ? byte(3) << 24 : 0xff000000u) | byte(0) << 16 |
-                                   byte(1) << 8 | byte(2)};
-                    return true;
-                }
-                [[fallthrough]];
-            case EffectValueKind::kInt:
-            case EffectValueKind::kSymbol:
-                if (!one()) return false;
-                state.cells = {ToCell(D3DXPT_INT, numbers[0])};
-                return true;
-            case EffectValueKind::kVector:
-                if (numbers.size() == 1) numbers.assign(4, numbers[0]);
-                if (numbers.empty() || numbers.size() > 4)
-                    return Fail(at, "state " + std::string(info.name) + " takes four numbers");
-                numbers.resize(4);
-                break;
-            case EffectValueKind::kMatrix:
-                if (numbers.size() != 16)
-                    return Fail(at, "state " + std::string(info.name) + " takes sixteen numbers");
-                break;
-            case EffectValueKind::kObject:
-                return false;
-        }
-        for (const f64 number : numbers) state.cells.push_back(ToCell(D3DXPT_FLOAT, number));
-        return true;
-    }
+// ---- declarations
 
-    // ---- shaders
+bool EffectParser::Modifier(const Token& token, Modifiers& modifiers) {
+    if (token.kind != TokenKind::kName) return false;
+    if (token.text == "static") return modifiers.is_static = true;
+    if (token.text == "const") return modifiers.is_const = true;
+    if (token.text == "row_major") return modifiers.row_major = true;
+    if (token.text == "column_major") return !(modifiers.row_major = false);
+    for (const char* other : {"uniform", "extern", "shared", "volatile", "inline"})
+        if (token.text == other) return true;
+    return false;
+}
 
-    bool ShaderValue(EffectAssignment& state) {
-        const D3DXPARAMETER_TYPE wanted =
-            state.info->kind == EffectStateKind::kVertexShader ? D3DXPT_VERTEXSHADER : D3DXPT_PIXELSHADER;
-        const TextPosition at = cursor_.Here();
-        if (!cursor_.IsName("compile") && Reference(state)) {
-            const EffectParameter& parameter = out_.parameters[state.parameter];
-            if (parameter.type.type != wanted)
-                return Fail(at, "'" + parameter.name + "' is no shader for " + std::string(state.info->name));
-            state.source = EffectAssignment::Source::kValue;
-            if (parameter.shader < kMaxEffectShaders) {
-                state.source = EffectAssignment::Source::kShader;
-                state.shader = parameter.shader;
-            }
+bool EffectParser::Declaration() {
+    const std::size_t start = cursor_.Place();
+    Modifiers modifiers;
+    while (Modifier(cursor_.Ahead(), modifiers)) cursor_.Next();
+    if (cursor_.Is("typedef")) return Typedef(start);
+    const std::size_t type_start = cursor_.Place();
+    EffectType type;
+    if (cursor_.Is("struct") && (cursor_.Is("{", 2) || cursor_.Is("{", 1))) {
+        if (!Structure(type)) return false;
+        if (cursor_.Take(";")) {
+            shaders_.Keep(start, cursor_.Place());
             return true;
         }
-        return Compile(*state.info, state);
+        shaders_.Keep(type_start, cursor_.Place());
+        shaders_.Make(";", cursor_.Here());
+        if (modifiers.is_static)
+            return Fail(cursor_.Here(), "a static variable is declared apart from its structure");
+        if (out_.structures.back().name.empty())
+            return Fail(cursor_.Here(), "a structure of a parameter needs a name");
+        return Variables(modifiers, type, type_start + 1, type_start + 2);
     }
+    if (!Type(type)) return false;
+    const std::size_t type_end = cursor_.Place();
+    if (cursor_.Ahead().kind == TokenKind::kName && cursor_.Is("(", 1)) return Function(start, type_end);
+    if (type.type_class == D3DXPC_OBJECT && type.type == D3DXPT_VOID) return Unexpected("a function");
+    if (modifiers.is_static) return Static(start, modifiers);
+    if (modifiers.row_major && type.type_class == D3DXPC_MATRIX_COLUMNS) type.type_class = D3DXPC_MATRIX_ROWS;
+    return Variables(modifiers, type, type_start, type_end);
+}
 
-    // "compile vs_1_1 main(1, 2)" or "NULL"
-    bool Compile(const EffectStateInfo& info, EffectAssignment& out) {
-        if (TakeNull()) return true;
-        if (cursor_.IsName("asm"))
-            return Fail(cursor_.Here(),
-                        "asm blocks are not supported: write the shader in HLSL and compile it");
-        if (!cursor_.IsName("compile")) return Unexpected("'compile' or NULL");
-        cursor_.Next();
-        EffectShader shader;
-        const TextPosition at = cursor_.Here();
-        if (!Name(shader.profile, "a profile")) return false;
-        if (std::find(std::begin(kProfiles), std::end(kProfiles), shader.profile) == std::end(kProfiles))
-            return Fail(at, "there is no profile '" + shader.profile + "' of shader models 1 and 2");
-        if (shader.IsVertex() != (info.kind == EffectStateKind::kVertexShader))
-            return Fail(at, "profile '" + shader.profile + "' is not for " + std::string(info.name));
-        shader.at = cursor_.Here();
-        if (!Name(shader.entry, "a function")) return false;
-        const std::size_t arguments = cursor_.Place();
-        if (!cursor_.Is("(")) return Unexpected("'('");
+bool EffectParser::Function(std::size_t start, std::size_t type_end) {
+    const std::size_t name = cursor_.Place();
+    cursor_.Next();
+    const std::size_t parameters = cursor_.Place();
+    if (!SkipBrackets()) return false;
+    const std::size_t after = cursor_.Place();
+    if (cursor_.Take(":")) {
+        std::string semantic;
+        if (!Name(semantic, "a semantic")) return false;
+    }
+    const std::size_t head = cursor_.Place();
+    if (!cursor_.Take(";")) {
+        if (!cursor_.Is("{")) return Unexpected("the body of the function");
         if (!SkipBrackets()) return false;
-        const std::optional<u32> known =
-            shaders_.Request(shader, arguments, cursor_.Place(), out_, messages_);
-        if (!known) return false;
-        out.source = EffectAssignment::Source::kShader;
-        out.shader = *known;
+        ++out_.functions;
+        shaders_.Define({start, type_end, name, parameters, after, head});
+    }
+    shaders_.Keep(start, cursor_.Place());
+    return true;
+}
+
+// Everything up to the semicolon belongs to the compiler; a simple constant is remembered.
+bool EffectParser::Static(std::size_t start, const Modifiers& modifiers) {
+    const std::size_t name = cursor_.Place();
+    while (!cursor_.Is(";")) {
+        if (cursor_.AtEnd()) return Unexpected("';'");
+        if (cursor_.Is("(") || cursor_.Is("[") || cursor_.Is("{")) {
+            if (!SkipBrackets()) return false;
+        } else {
+            cursor_.Next();
+        }
+    }
+    cursor_.Next();
+    const std::size_t end = cursor_.Place();
+    shaders_.Keep(start, end);
+    cursor_.Return(name);
+    if (modifiers.is_const && cursor_.Ahead().kind == TokenKind::kName && cursor_.Is("=", 1)) {
+        const std::string_view known = cursor_.Next().text;
+        cursor_.Next();
+        ConstantValue value;
+        if (ConstantReader(cursor_, known_, nullptr).Read(value)) Remember(known, value);
+    }
+    cursor_.Return(end);
+    return true;
+}
+
+void EffectParser::Remember(std::string_view name, const ConstantValue& value) {
+    if (value.numbers.empty() || value.numbers.size() > 16) return;
+    known_[name] = {value.numbers, false};
+}
+
+bool EffectParser::Typedef(std::size_t start) {
+    cursor_.Next();
+    Modifiers modifiers;
+    while (Modifier(cursor_.Ahead(), modifiers)) cursor_.Next();
+    EffectType type;
+    if (!Type(type)) return false;
+    if (modifiers.row_major && type.type_class == D3DXPC_MATRIX_COLUMNS) type.type_class = D3DXPC_MATRIX_ROWS;
+    const std::string_view name = cursor_.Ahead().text;
+    if (cursor_.Ahead().kind != TokenKind::kName) return Unexpected("a name");
+    cursor_.Next();
+    if (cursor_.Is("[")) return Fail(cursor_.Here(), "types of arrays are not supported");
+    if (!Expect(";")) return false;
+    types_[name] = type;
+    if (type.IsNumeric() || type.type_class == D3DXPC_STRUCT) shaders_.Keep(start, cursor_.Place());
+    return true;
+}
+
+bool EffectParser::Structure(EffectType& type) {
+    cursor_.Next();
+    EffectStructure structure;
+    std::string_view name;
+    const TextPosition at = cursor_.Here();
+    if (!cursor_.Is("{")) {
+        name = cursor_.Ahead().text;
+        if (!Name(structure.name, "the name of the structure")) return false;
+        if (types_.contains(name)) return Fail(at, "'" + structure.name + "' is there already");
+    }
+    const std::size_t body = cursor_.Place();
+    if (!SkipBrackets()) return false;
+    const std::size_t end = cursor_.Place();
+    cursor_.Return(body + 1);
+    u64 cells = 0;
+    while (!structure.opaque && cursor_.Place() + 1 < end) structure.opaque = !Members(structure, cells);
+    structure.opaque |= cells > kMaxEffectCells || structure.members.empty();
+    structure.cells = static_cast<u32>(std::min<u64>(cells, kMaxEffectCells + 1));
+    cursor_.Return(end);
+    type = {D3DXPC_STRUCT, D3DXPT_VOID, 0, 0, static_cast<u32>(out_.structures.size())};
+    out_.structures.push_back(std::move(structure));
+    if (!name.empty()) types_[name] = type;
+    return true;
+}
+
+// "float4 a, b[2] : SEMANTIC;". False for anything but numbers, which functions alone may use.
+bool EffectParser::Members(EffectStructure& structure, u64& cells) {
+    Modifiers modifiers;
+    while (Modifier(cursor_.Ahead(), modifiers) || cursor_.Is("nointerpolation") || cursor_.Is("centroid"))
+        cursor_.Next();
+    const Token& type_name = cursor_.Ahead();
+    EffectType type;
+    if (type_name.kind != TokenKind::kName || !FindType(type_name.text, type)) return false;
+    if (!type.IsNumeric() && type.type_class != D3DXPC_STRUCT) return false;
+    if (type.type_class == D3DXPC_STRUCT) {
+        const EffectStructure& inner = out_.structures[type.structure];
+        if (inner.opaque || inner.depth >= kMaxEffectDepth) return false;
+        structure.depth = std::max(structure.depth, inner.depth + 1);
+    }
+    if (cursor_.Is("<", 1)) return false;
+    if (modifiers.row_major && type.type_class == D3DXPC_MATRIX_COLUMNS) type.type_class = D3DXPC_MATRIX_ROWS;
+    cursor_.Next();
+    do {
+        EffectMember member;
+        member.type = type;
+        if (cursor_.Ahead().kind != TokenKind::kName) return false;
+        member.name = cursor_.Next().text;
+        if (cursor_.Take("[")) {
+            ConstantValue size;
+            if (!ConstantReader(cursor_, known_, nullptr).Read(size) || size.numbers.size() != 1 ||
+                !(size.numbers[0] >= 1) || size.numbers[0] > kMaxEffectCells || !cursor_.Take("]"))
+                return false;
+            member.elements = static_cast<u32>(size.numbers[0]);
+        }
+        if (cursor_.Take(":")) {
+            if (cursor_.Ahead().kind != TokenKind::kName) return false;
+            member.semantic = cursor_.Next().text;
+        }
+        cells += CountCells(out_, type, member.elements);
+        structure.members.push_back(std::move(member));
+    } while (cursor_.Take(","));
+    return cursor_.Take(";");
+}
+
+bool EffectParser::Variables(const Modifiers& modifiers, const EffectType& type, std::size_t type_start,
+                             std::size_t type_end) {
+    do {
+        if (!Variable(modifiers, type, type_start, type_end)) return false;
+    } while (cursor_.Take(","));
+    return Expect(";");
+}
+
+bool EffectParser::Variable(const Modifiers& modifiers, const EffectType& type, std::size_t type_start,
+                            std::size_t type_end) {
+    EffectParameter parameter;
+    parameter.type = type;
+    parameter.at = cursor_.Here();
+    const std::size_t name = cursor_.Place();
+    if (!Name(parameter.name, "a name")) return false;
+    const std::string_view key = cursor_.At(name).text;
+    if (parameters_.contains(key)) return Fail(parameter.at, "'" + parameter.name + "' is there already");
+    if (!Dimensions(parameter.elements)) return false;
+    const std::size_t dimensions_end = cursor_.Place();
+    if (parameter.elements > 0 && type.type_class == D3DXPC_OBJECT)
+        return Fail(parameter.at, "arrays are of numbers or structures");
+    if (type.type_class == D3DXPC_STRUCT && out_.structures[type.structure].opaque)
+        return Fail(parameter.at, "this structure holds other things than numbers, or too many of them");
+    const u32 count = CountCells(out_, type, parameter.elements);
+    cells_ += count;
+    if (cells_ > kMaxEffectCells) return Fail(parameter.at, "the parameters are too large");
+    parameter.cells.assign(count, 0);
+
+    std::size_t register_start = 0, register_end = 0;
+    while (cursor_.Is(":")) {
+        const std::size_t colon = cursor_.Place();
+        cursor_.Next();
+        if ((cursor_.Is("register") || cursor_.Is("packoffset")) && cursor_.Is("(", 1)) {
+            const bool place = cursor_.Is("register");
+            cursor_.Next();
+            if (!SkipBrackets()) return false;
+            if (place) {
+                register_start = colon;
+                register_end = cursor_.Place();
+            }
+        } else if (!Name(parameter.semantic, "a semantic")) {
+            return false;
+        }
+    }
+    if (cursor_.Is("<") && !Annotations(parameter.annotations)) return false;
+    const std::size_t value = cursor_.Place();
+    if (cursor_.Take("=") && !Initialiser(parameter)) return false;
+    const std::size_t value_end = cursor_.Place();
+
+    // What is left of it for the compiler.
+    parameter.compiled_in = modifiers.is_const && value_end > value && parameter.semantic.empty() &&
+                            (type.IsNumeric() || type.type_class == D3DXPC_STRUCT);
+    if (type.IsNumeric() || type.type_class == D3DXPC_STRUCT || type.IsSampler()) {
+        const TextPosition at = cursor_.At(type_start).at;
+        if (parameter.compiled_in) shaders_.Make("static const", at);
+        if (type.type_class == D3DXPC_MATRIX_ROWS) shaders_.Make("row_major", at);
+        if (SameName(cursor_.At(type_start).text, "vector") && type_end == type_start + 1) {
+            shaders_.Make("float4", at);
+        } else if (SameName(cursor_.At(type_start).text, "matrix") && type_end == type_start + 1) {
+            shaders_.Make("float4x4", at);
+        } else {
+            shaders_.Keep(type_start, type_end);
+        }
+        shaders_.Keep(name, dimensions_end);
+        shaders_.Keep(register_start, register_end);
+        if (parameter.compiled_in) shaders_.Keep(value, value_end);
+        shaders_.Make(";", cursor_.Here());
+    }
+    if (parameter.compiled_in && !values_.list) Remember(key, values_);
+    parameters_.emplace(key, static_cast<u32>(out_.parameters.size()));
+    out_.parameters.push_back(std::move(parameter));
+    return true;
+}
+
+bool EffectParser::Initialiser(EffectParameter& parameter) {
+    const TextPosition at = cursor_.Here();
+    const EffectType& type = parameter.type;
+    values_ = {};
+    if (type.type == D3DXPT_STRING) {
+        if (cursor_.Ahead().kind != TokenKind::kString) return Unexpected("a string");
+        while (cursor_.Ahead().kind == TokenKind::kString) parameter.text += Unescaped(cursor_.Next().text);
         return true;
     }
+    if (type.IsSampler()) {
+        if (!cursor_.IsName("sampler_state")) return Unexpected("'sampler_state'");
+        cursor_.Next();
+        return SamplerStates(parameter.states);
+    }
+    if (type.IsShader()) {
+        const EffectStateInfo& info =
+            *FindEffectState(type.type == D3DXPT_VERTEXSHADER ? "VertexShader" : "PixelShader");
+        EffectAssignment shader;
+        if (!Compile(info, shader)) return false;
+        if (shader.source == EffectAssignment::Source::kShader) parameter.shader = shader.shader;
+        return true;
+    }
+    if (type.IsTexture()) return Fail(at, "a texture has no default value");
+    ConstantReader reader(cursor_, known_, nullptr);
+    if (!reader.Read(values_)) return Fail(at, "the default value has " + reader.Fault());
+    std::vector<f64>& numbers = values_.numbers;
+    const std::size_t count = parameter.cells.size();
+    if (numbers.size() == 1 && !values_.list && type.IsNumeric()) numbers.assign(count, numbers[0]);
+    if (numbers.size() < count || (numbers.size() > count && values_.list))
+        return Fail(at, "the default value has " + std::to_string(numbers.size()) + " numbers, '" +
+                            parameter.name + "' takes " + std::to_string(count));
+    numbers.resize(count);
+    std::size_t next = 0;
+    Fill(type, parameter.elements, numbers, next, parameter.cells);
+    return true;
+}
 
-    TokenCursor cursor_;
-    EffectDocument& out_;
-    EffectMessages& messages_;
-    EffectShaderText shaders_;
-    std::unordered_map<std::string_view, EffectType> types_;
-    std::unordered_map<std::string_view, u32> parameters_;
-    KnownConstants known_;
-    ConstantValue values_;
-    u64 cells_ = 0;
-    std::size_t states_ = 0;
-};
+// Structures lie within each other at most as deep as the text declares them one after another; an array
+// of many tiny ones is bounded by the cells that it fills.
+void EffectParser::Fill(const EffectType& type, u32 elements, const std::vector<f64>& numbers,
+                        std::size_t& next, std::vector<u32>& cells) const {
+    for (u32 i = 0; i < std::max(elements, 1u); ++i) {
+        if (type.type_class == D3DXPC_STRUCT) {
+            for (const EffectMember& member : out_.structures[type.structure].members)
+                Fill(member.type, member.elements, numbers, next, cells);
+        } else {
+            for (u32 k = 0; k < type.rows * type.columns; ++k, ++next)
+                cells[next] = ToCell(type.type, numbers[next]);
+        }
+    }
+}
 
-}  // namespace
+std::string EffectParser::Unescaped(std::string_view text) {
+    std::string plain;
+    for (std::size_t i = 0; i < text.size(); ++i) {
+        if (text[i] != '\\' || i + 1 == text.size()) {
+            plain += text[i];
+            continue;
+        }
+        const char c = text[++i];
+        plain += c == 'n' ? '\n' : c == 't' ? '\t' : c == 'r' ? '\r' : c;
+    }
+    return plain;
+}
+
+// "< string name = "x"; int n = 3; >"
+bool EffectParser::Annotations(std::vector<EffectParameter>& annotations) {
+    cursor_.Next();
+    while (!cursor_.Take(">")) {
+        if (cursor_.Take(";")) continue;
+        EffectParameter annotation;
+        annotation.at = cursor_.Here();
+        if (!Type(annotation.type)) return false;
+        if (!annotation.type.IsNumeric() && annotation.type.type != D3DXPT_STRING)
+            return Fail(annotation.at, "an annotation is a number or a string");
+        if (!Name(annotation.name, "a name") || !Dimensions(annotation.elements)) return false;
+        const u32 count = CountCells(out_, annotation.type, annotation.elements);
+        cells_ += count;
+        if (cells_ > kMaxEffectCells) return Fail(annotation.at, "the annotations are too large");
+        annotation.cells.assign(count, 0);
+        if (cursor_.Take("=") && !Initialiser(annotation)) return false;
+        if (!Expect(";")) return false;
+        annotations.push_back(std::move(annotation));
+    }
+    return true;
+}
 
 bool ParseEffect(const PreprocessedText& text, EffectDocument& out, EffectMessages& messages) {
-    Parser(text, out, messages).Run();
+    EffectParser(text, out, messages).Run();
     return !messages.Any();
 }
 
