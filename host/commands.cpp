@@ -78,8 +78,9 @@ void Still(const Common& common, const StillOptions& options) {
     RequireFile(options.in);
     const EffectLibrary library(LibraryPath(common));
     const bool is_scene = fs::path(options.in).extension() == ".om2";
-    const Project project = is_scene ? SceneProject(options.in, options.time, options.camera, library)
-                                     : ReadSource(options.in, library);
+    Project project = is_scene ? SceneProject(options.in, options.time, options.camera, library)
+                               : ReadSource(options.in, library);
+    if (options.samples) project.samples = *options.samples;
     const Size size = options.size.value_or(Size{project.width, project.height});
     WarnOfSize(project, size);
     Module module(ModulePath(common));

@@ -31,7 +31,8 @@ struct StillOptions {
     double time = 0;  // a scene file's in key units, a project's in seconds
     int camera = -1;  // below 0: the scene's own
     std::optional<Size> size;
-    bool profile = false;  // print where the frame's time went
+    std::optional<unsigned> samples;  // a pixel: 0, 2 or 4; else the project's
+    bool profile = false;             // print where the frame's time went
 };
 void Still(const Common& common, const StillOptions& options);
 
@@ -40,9 +41,10 @@ struct RenderOptions {
     std::string out;               // a folder, a video file, or "-" for Y4M on standard output
     double frames_per_second = 0;  // 0: the project's
     std::optional<Size> size;
-    std::string frames;    // empty: all
-    std::size_t jobs = 1;  // processes
-    bool resume = false;   // leave out what is in the folder already
+    std::optional<unsigned> samples;  // a pixel: 0, 2 or 4; else the project's
+    std::string frames;               // empty: all
+    std::size_t jobs = 1;             // processes
+    bool resume = false;              // leave out what is in the folder already
 };
 // Throws Interrupted when a person stops it.
 void Render(const Common& common, const RenderOptions& options);

@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <chrono>
+#include <cstdio>
 #include <cstring>
 #include <filesystem>
 #include <utility>
@@ -75,10 +76,11 @@ Player::Player(Module& module, const Project& project, const EffectLibrary& libr
       factory_(library),
       window_(std::move(window)) {
     driver_.GetPlayback()->Start(window_->Handle(), nullptr, window_->Width(), window_->Height(), 32, true,
-                                 0);
+                                 project_.samples / 2);
     driver_.SetControllerFactory(&factory_);
     driver_.GetPlayback()->GetContext()->clearColor = {project.background[0], project.background[1],
                                                        project.background[2], 0.0f};
+    WarnOfSamples();
     try {
         LoadData();
         MakeEffects();
@@ -89,6 +91,18 @@ Player::Player(Module& module, const Project& project, const EffectLibrary& libr
 }
 
 Player::~Player() { Stop(); }
+
+// The module goes without multisampling where the device does not offer it.
+void Player::WarnOfSamples() {
+    ComPtr<IDirect3DSurface9> target;
+    D3DSURFACE_DESC desc{};
+    driver_.GetPlayback()->GetContext()->device->GetRenderTarget(0, target.Put());
+    if (project_.samples > 0 && target && SUCCEEDED(target->GetDesc(&desc)) &&
+        desc.MultiSampleType == D3DMULTISAMPLE_NONE)
+        std::fprintf(stderr,
+                     "osmplay: this machine's device does not offer %u samples a pixel: there is one\n",
+                     project_.samples);
+}
 
 void Player::Stop() {
     if (timeline_) timeline_->Shutdown();

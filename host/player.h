@@ -46,6 +46,7 @@ class Player {
     std::string ProfileReport() const { return driver_.GetPlayback()->GetProfile(); }
 
   private:
+    void WarnOfSamples();
     void LoadData();
     void MakeEffects();
     std::vector<PlayingClip> MakeClips(const std::vector<Clip>& clips);

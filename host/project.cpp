@@ -77,6 +77,7 @@ class Reader {
   private:
     unsigned ReadSize(const pugi::xml_node& node, const char* attribute, double fallback);
     void ReadBackground(const pugi::xml_node& node, float* rgb);
+    void ReadSamples(const pugi::xml_node& node, Project& project);
     std::string ReadPath(const pugi::xml_node& node);
     void ReadDataItem(const pugi::xml_node& node, Project& project);
     void ReadSound(const pugi::xml_node& node, SoundTrack& sound);
@@ -102,6 +103,14 @@ unsigned Reader::ReadSize(const pugi::xml_node& node, const char* attribute, dou
     if (value >= 1 && value <= kMaxSize && value == std::floor(value)) return static_cast<unsigned>(value);
     file_.Mistake(node, fmt::format("{} must be a whole number from 1 to {}", attribute, kMaxSize));
     return static_cast<unsigned>(fallback);
+}
+
+void Reader::ReadSamples(const pugi::xml_node& node, Project& project) {
+    const double value = file_.Number(node, "samples", 0, -kAnyNumber, kAnyNumber);
+    if (value == 0 || value == 2 || value == 4)
+        project.samples = static_cast<unsigned>(value);
+    else
+        file_.Mistake(node, "samples must be 2 or 4 a pixel, or 0 for no multisampling");
 }
 
 void Reader::ReadBackground(const pugi::xml_node& node, float* rgb) {
@@ -317,11 +326,12 @@ void Reader::ReadClips(const pugi::xml_node& node, const Holder& holder, std::ve
 void Reader::Read(Project& project) {
     const pugi::xml_node root = file_.Root();
     if (!root) return;
-    file_.Expect(root, "width height fps length background", "data sound layer");
+    file_.Expect(root, "width height fps length background samples", "data sound layer");
     project.width = ReadSize(root, "width", 640);
     project.height = ReadSize(root, "height", 480);
     project.frames_per_second = file_.Number(root, "fps", 30, 1, 1000);
     ReadBackground(root, project.background);
+    ReadSamples(root, project);
     for (const pugi::xml_node& list : root.children("data")) {
         file_.Expect(list, "", "scene bitmap");
         for (const pugi::xml_node& node : list.children())

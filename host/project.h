@@ -70,6 +70,7 @@ struct Clip {
 struct Project {
     unsigned width = 640, height = 480;
     double frames_per_second = 30;
+    unsigned samples = 0;             // a pixel: 0 (no multisampling), 2 or 4
     double length = 0;                // seconds; where the file does not say: the end of the last clip
     float background[3] = {0, 0, 0};  // colour under everything, 0 to 1
     std::vector<DataItem> data;

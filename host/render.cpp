@@ -125,6 +125,7 @@ Plan MakePlan(const RenderOptions& options, const EffectLibrary& library) {
     Plan plan;
     plan.project = ReadSource(options.in, library);
     Project& project = plan.project;
+    if (options.samples) project.samples = *options.samples;
     if (options.frames_per_second > 0) project.frames_per_second = options.frames_per_second;
     plan.range = ParseRange(options.frames, project.FrameCount());
     plan.size = options.size.value_or(Size{project.width, project.height});
