@@ -7,9 +7,9 @@
 #include <functional>
 #include <memory>
 
-#include "build_scene.h"
 #include "chunk_tree.h"
 #include "cli/error.h"
+#include "cli/path.h"
 #include "cli/whole_file.h"
 #include "driver/animation_package.h"
 #include "effect_faults.h"
@@ -23,7 +23,7 @@
 #include "scene/atmospheric.h"
 #include "scene/scene_file.h"
 #include "scene/scene_hierarchy.h"
-#include "scene/scene_validation.h"
+#include "write_scene.h"
 
 namespace tools {
 namespace {
@@ -39,23 +39,12 @@ osm3d::SceneHierarchy* LoadScene(const std::string& file, osmio::ObjectGraph& gr
     return scene;
 }
 
-// Writes `scene` with its chunks beside where `file` is to be; the caller commits.
-void WriteBeside(cli::WholeFile& file, const std::string& path, osm3d::SceneHierarchy& scene) {
-    file.CloseHandle();
-    std::unique_ptr<osmio::OutStream> out(osmio::OpenChunkedOutput(file.Beside(), osmio::kCompressionNone));
-    if (!out) throw cli::Error(fmt::format("{}: cannot be written", path));
-    out->WriteObject(&scene);
-    const bool written = out->Flush();
-    out.reset();
-    if (!written) throw cli::Error(fmt::format("{}: cannot be written: the disk did not take it", path));
-}
-
 // The files that `texture` takes its images from and that are not there.
 std::vector<std::string> MissingImages(const osm3d::Texture& texture) {
     std::vector<std::string> missing;
     const auto look = [&](const std::string& path) {
         std::error_code error;
-        if (!std::filesystem::is_regular_file(path, error)) missing.push_back(path);
+        if (!std::filesystem::is_regular_file(cli::ToPath(path), error)) missing.push_back(path);
     };
     if (const auto* bitmap = dynamic_cast<const osm3d::TextureBitmapFile*>(&texture)) {
         if (bitmap->GetFileData().empty()) look(bitmap->GetFileName());
@@ -117,20 +106,6 @@ void CheckAnimation(const std::string& file, const Tell& tell) {
         if (scene)
             TellOfBackground(*scene,
                              [&tell, &place = key](const std::string& line) { tell(place + ": " + line); });
-}
-
-std::string Counts(const Model& model) {
-    std::size_t vertices = 0, triangles = 0, skinned = 0;
-    for (const ModelMesh& mesh : model.meshes) {
-        vertices += mesh.positions.size();
-        triangles += mesh.triangles.size();
-        if (mesh.skin) ++skinned;
-    }
-    std::string text =
-        fmt::format("{} meshes, {} vertices, {} triangles, {} materials, {} images", model.meshes.size(),
-                    vertices, triangles, model.materials.size(), model.images.size());
-    if (skinned > 0) text += fmt::format(", {} skinned", skinned);
-    return text;
 }
 
 }  // namespace
@@ -204,35 +179,6 @@ void Unpack(const std::string& in, const std::string& out) {
                         "unpacked",
                         in));
     WriteWhole(out, MakeEnvelope(Form::Plain, envelope.objects));
-}
-
-void Import(const ImportOptions& options) {
-    const double rate = options.frames_per_second > 0 ? options.frames_per_second : kDefaultRate;
-    Model model = ReadModel(options.model, {options.texture, options.animation, rate});
-    const std::unique_ptr<osm3d::SceneHierarchy> scene = BuildScene(
-        model, {options.embed, options.frames_per_second, options.shadows, options.cube}, model.notes);
-    std::string reason;
-    if (!osm3d::ValidateScene(*scene, reason))
-        throw cli::Error(fmt::format("{}: makes a scene that cannot be played: {}", options.model, reason));
-    cli::WholeFile file(options.out);
-    WriteBeside(file, options.out, *scene);
-    file.Commit();
-    std::string summary = fmt::format("{}: {}", options.out, Counts(model));
-    if (model.animation >= 0)
-        summary += fmt::format(", {:.2f} s of motion: \"{}\"", model.length / kKeyUnitsPerSecond,
-                               model.animations[static_cast<std::size_t>(model.animation)].name);
-    Print(summary + "\n");
-    for (const std::string& note : model.notes) Print(fmt::format("  {}\n", note));
-}
-
-void ListModel(const ImportOptions& options) {
-    const Model model = ReadModel(options.model, {options.texture, "none", kDefaultRate});
-    Print(fmt::format("{}: {}, {} cameras, {} lights, {} animations\n", options.model, Counts(model),
-                      model.cameras.size(), model.lights.size(), model.animations.size()));
-    int number = 0;
-    for (const ModelAnimation& animation : model.animations)
-        Print(fmt::format("  {} \"{}\" {:.3f} s, {:g} ticks, {:g} a second\n", ++number, animation.name,
-                          animation.seconds, animation.ticks, animation.ticks_per_second));
 }
 
 }  // namespace tools

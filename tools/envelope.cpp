@@ -2,15 +2,16 @@
 
 #include <bzlib.h>
 #include <fmt/format.h>
-#include <sys/stat.h>
 
 #include <algorithm>
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
+#include <filesystem>
 #include <memory>
 
 #include "cli/error.h"
+#include "cli/path.h"
 #include "cli/whole_file.h"
 
 namespace tools {
@@ -29,12 +30,16 @@ void PutWord(Bytes& bytes, std::uint32_t value) {
 }
 
 Bytes ReadWhole(const std::string& path) {
+    const std::filesystem::path name = cli::ToPath(path);
+    std::error_code error;
+    const std::filesystem::file_status status = std::filesystem::status(name, error);
+    if (std::filesystem::exists(status) && !std::filesystem::is_regular_file(status))
+        throw cli::Error(fmt::format("{}: is not a file", path));
     FilePtr file(std::fopen(path.c_str(), "rb"), &std::fclose);
     if (!file) throw cli::Error(fmt::format("{}: cannot be opened: {}", path, std::strerror(errno)));
-    struct stat status {};
-    if (::fstat(::fileno(file.get()), &status) != 0 || !S_ISREG(status.st_mode))
-        throw cli::Error(fmt::format("{}: is not a file", path));
-    Bytes bytes(static_cast<std::size_t>(status.st_size));
+    const std::uintmax_t size = std::filesystem::file_size(name, error);
+    if (error) throw cli::Error(fmt::format("{}: cannot be read: {}", path, error.message()));
+    Bytes bytes(static_cast<std::size_t>(size));
     if (!bytes.empty() && std::fread(bytes.data(), bytes.size(), 1, file.get()) != 1)
         throw cli::Error(fmt::format("{}: cannot be read: {}", path, std::strerror(errno)));
     return bytes;

@@ -4,10 +4,12 @@
 #include <exception>
 #include <string>
 
+#include "cli/system.h"
 #include "commands.h"
 
 // NOLINTNEXTLINE(bugprone-exception-escape): outside the try blocks only a mistake in the options throws.
 int main(int argc, char** argv) {
+    cli::PrepareStreams();
     CLI::App app{"Looks into, checks, converts and makes .om2 scene files", "om2"};
     app.require_subcommand(1);
 

@@ -1,18 +1,18 @@
 #include "whole_file.h"
 
 #include <fmt/format.h>
-#include <unistd.h>
 
 #include <cerrno>
 #include <cstring>
 
 #include "error.h"
+#include "system.h"
 
 namespace cli {
 
 WholeFile::WholeFile(const std::string& path)
     : path_(path),
-      beside_(fmt::format("{}.{}.part", path, ::getpid())),
+      beside_(fmt::format("{}.{}.part", path, ProcessId())),
       file_(std::fopen(beside_.c_str(), "wb")) {
     if (!file_) throw Error(fmt::format("{}: cannot be written: {}", path_, std::strerror(errno)));
 }
@@ -31,7 +31,7 @@ void WholeFile::CloseHandle() {
 
 void WholeFile::Commit() {
     CloseHandle();
-    if (failed_ || std::rename(beside_.c_str(), path_.c_str()) != 0)
+    if (failed_ || !MoveOver(beside_, path_))
         throw Error(fmt::format("{}: cannot be written: {}", path_,
                                 errno ? std::strerror(errno) : "the disk did not take it"));
     committed_ = true;
