@@ -2,8 +2,8 @@
 // this machine's device take out. What stands behind it depends on the machine; a test can put its own there.
 //
 // Constants and samplers follow Direct3D 9: a global without `static` or `const` is a constant that the
-// program sets through Set*ShaderConstant*, and its place is told here. Registers are given in the order of
-// declaration among the constants that the entry function really uses, or as `: register(cN)` says.
+// program sets through Set*ShaderConstant*, and its place is told here as far as the entry function uses it.
+// `: register(cN)` asks for a place; otherwise it is the compiler's choice, on Windows that of the system's.
 #pragma once
 
 #include <functional>
@@ -34,13 +34,14 @@ enum class ShaderConstantClass : u32 { kScalar, kVector, kMatrixRows, kMatrixCol
 /// Where a global lies. One register (four floats, four ints or one BOOL) holds a scalar, a vector, one
 /// column of a kMatrixColumns matrix (`column_major`, which is what HLSL takes by default), or one row of a
 /// kMatrixRows matrix. So a float4x3 takes 3 registers as columns and 4 as rows. What a register has beyond
-/// the components is not read. Elements of arrays follow each other.
+/// the components is not read. Elements of arrays follow each other. A global may be told once for each set
+/// that it is read from.
 struct ShaderConstantInfo {
     /// The global's name; a member of a global structure is "light.color", in an array "lights[1].color".
     std::string name;
     ShaderRegisterSet set = ShaderRegisterSet::kFloat;
     u32 first_register = 0;
-    /// Registers of all elements together, at least 1.
+    /// Registers of all elements together, at least 1; without those at the end that are not used.
     u32 register_count = 1;
     ShaderConstantClass type = ShaderConstantClass::kVector;
     u32 rows = 1, columns = 4;

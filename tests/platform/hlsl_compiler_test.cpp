@@ -5,7 +5,7 @@
 #include <random>
 
 #include "platform/device_fixture.h"
-#include "platform/gl/hlsl_scan.h"
+#include "platform/shader/hlsl_scan.h"
 #include "platform/gl/isolated.h"
 #include "platform/gl/shader_container.h"
 #include "platform/shader_compiler.h"
@@ -521,9 +521,9 @@ Color ps(In i, const float4 c : COLOR) : COLOR { float4x4 k = m; if (c.x < 1) { 
                     broken[at] = marks[random() % marks.size()];
             }
         }
-        gl::HlslScan scan;
+        HlslScan scan;
         std::vector<CompileMessage> messages;
-        const bool good = gl::ScanHlsl(broken, "ps", false, scan, messages);
+        const bool good = ScanHlsl(broken, "ps", false, scan, messages);
         ASSERT_EQ(good, messages.empty()) << broken;
         if (!good) continue;
         ++whole;

@@ -1,7 +1,7 @@
 // The machine's shader compiler without the process around it.
 #pragma once
 
-#include "platform/gl/hlsl_scan.h"
+#include "platform/shader/hlsl_scan.h"
 
 namespace platform::gl {
 

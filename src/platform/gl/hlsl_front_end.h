@@ -1,7 +1,7 @@
 // The front end that reads HLSL: glslang, in its mode for Direct3D 9.
 #pragma once
 
-#include "platform/gl/hlsl_scan.h"
+#include "platform/shader/hlsl_scan.h"
 
 namespace platform::gl {
 

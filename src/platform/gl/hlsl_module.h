@@ -5,8 +5,8 @@
 #include <string>
 #include <vector>
 
-#include "platform/gl/hlsl_scan.h"
 #include "platform/gl/shader_container.h"
+#include "platform/shader/hlsl_scan.h"
 
 namespace platform::gl {
 

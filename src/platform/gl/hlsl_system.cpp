@@ -120,8 +120,8 @@ bool SystemCompileShader(const ShaderRequest& request, CompiledShader& out,
         messages.push_back({0, 0, "'" + request.profile + "' is no profile of shader model 1 or 2"});
         return false;
     }
-    gl::HlslScan scan;
-    if (!gl::ScanHlsl(request.text, request.entry, vertex, scan, messages)) return false;
+    HlslScan scan;
+    if (!ScanHlsl(request.text, request.entry, vertex, scan, messages)) return false;
     // The tables that every text needs are made here, once, and not in each copy.
     gl::PrepareFrontEnd(vertex);
     std::vector<u8> bytes;

@@ -1,4 +1,4 @@
-#include "platform/gl/hlsl_scan.h"
+#include "platform/shader/hlsl_scan.h"
 
 #include <algorithm>
 #include <charconv>
@@ -6,7 +6,7 @@
 #include <optional>
 #include <set>
 
-namespace platform::gl {
+namespace platform {
 namespace {
 
 bool IsLetter(char c) { return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || c == '_'; }
@@ -36,8 +36,13 @@ using Range = std::pair<std::size_t, std::size_t>;  // of tokens, without the la
 class Scanner {
   public:
     Scanner(std::string_view text, std::string_view entry, bool vertex, HlslScan& out,
-            std::vector<CompileMessage>& messages)
-        : text_(text), entry_(entry), vertex_(vertex), out_(out), messages_(messages) {}
+            std::vector<CompileMessage>& messages, bool keep_registers)
+        : text_(text),
+          entry_(entry),
+          vertex_(vertex),
+          keep_registers_(keep_registers),
+          out_(out),
+          messages_(messages) {}
 
     bool Run() {
         out_ = {};
@@ -103,7 +108,7 @@ class Scanner {
     }
 
     std::string_view text_, entry_;
-    bool vertex_;
+    bool vertex_, keep_registers_;
     HlslScan& out_;
     std::vector<CompileMessage>& messages_;
     std::vector<Token> tokens_;
@@ -307,32 +312,37 @@ bool Scanner::Declarators(std::size_t at, std::size_t end, const std::string& ty
         HlslGlobal made{std::string(name.text),      type,      -1,
                         type.starts_with("sampler"), name.line, name.column};
         if (made.sampler && elements > 1) return Fail(name, "arrays of samplers are not supported");
-        const u32 extra = at > 0 ? EndOf(at - 1) : 0;
         if (IsMatrix(type)) matrices_.insert(name.text);
+        const auto drop = [&](std::size_t from) {
+            if (global && at > from) Blank(tokens_[from].at, EndOf(std::min(at, end) - 1));
+        };
         while (at < end && tokens_[at].Is(':')) {
+            const std::size_t colon = at;
+            bool place = false;
             if (++at >= end || tokens_[at].kind != Token::kWord) {
                 return Fail(tokens_[at - 1], "a semantic or a register is expected here");
             }
             if (tokens_[at].Is("register") && at + 1 < end && tokens_[at + 1].Is('(')) {
                 if (!Register(at, end, made)) return false;
                 at = Close(at + 1, end);
+                place = true;
             }
             ++at;
+            if (!place || !keep_registers_) drop(colon);
         }
         if (at < end && tokens_[at].Is('=')) {
+            const std::size_t value = at;
             while (at < end && !tokens_[at].Is(',')) {
                 if (tokens_[at].Is('(') || tokens_[at].Is('[') || tokens_[at].Is('{')) at = Close(at, end);
                 ++at;
             }
+            drop(value);
         }
         if (at < end && !tokens_[at].Is(',')) return Fail(tokens_[at], "a ';' is expected before this");
         if (!names_.insert(name.text).second) {
             return Fail(name, "'" + made.name + "' is declared twice");
         }
-        if (global) {
-            if (at > 0 && EndOf(std::min(at, end) - 1) > extra) Blank(extra, EndOf(std::min(at, end) - 1));
-            out_.globals.push_back(std::move(made));
-        }
+        if (global) out_.globals.push_back(std::move(made));
         ++at;
     }
     return true;
@@ -613,8 +623,8 @@ bool Scanner::CheckEntry() {
 }  // namespace
 
 bool ScanHlsl(std::string_view text, std::string_view entry, bool vertex, HlslScan& out,
-              std::vector<CompileMessage>& messages) {
-    return Scanner(text, entry, vertex, out, messages).Run();
+              std::vector<CompileMessage>& messages, bool keep_registers) {
+    return Scanner(text, entry, vertex, out, messages, keep_registers).Run();
 }
 
 u32 ColumnOf(std::string_view text, u32 line, std::string_view token) {
@@ -635,4 +645,4 @@ u32 ColumnOf(std::string_view text, u32 line, std::string_view token) {
     return 1;
 }
 
-}  // namespace platform::gl
+}  // namespace platform

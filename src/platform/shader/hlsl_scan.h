@@ -8,7 +8,7 @@
 
 #include "platform/shader_compiler.h"
 
-namespace platform::gl {
+namespace platform {
 
 /// No text is longer, nests deeper, or has longer statements: what comes after walks nested text by
 /// recursion.
@@ -39,10 +39,11 @@ struct HlslScan {
 };
 
 /// False, with a message, for what is no text to compile: out of bounds, no entry function, directives.
+/// `keep_registers`: the registers stay, for a compiler that places constants itself.
 bool ScanHlsl(std::string_view text, std::string_view entry, bool vertex, HlslScan& out,
-              std::vector<CompileMessage>& messages);
+              std::vector<CompileMessage>& messages, bool keep_registers = false);
 
 /// Column of `token` as a whole word in a line of `text`; 1 when it is not there. Lines count from 1.
 u32 ColumnOf(std::string_view text, u32 line, std::string_view token);
 
-}  // namespace platform::gl
+}  // namespace platform
