@@ -3,7 +3,7 @@
 # Usage: check_export.sh MODULE.dll
 set -euo pipefail
 names=$(objdump -p "$1" | awk '/^\[Ordinal\/Name Pointer\] Table/ { table = 1; next }
-                              table && NF == 0 { exit }
+                              NF == 0 { table = 0 }
                               table { sub(/.*\] */, ""); sub(/^.* /, ""); print }')
 [ "$names" = OSMIRA_GetDriver ] || {
     echo "check_export.sh: $1 exports other names than OSMIRA_GetDriver: ${names:-none}" >&2
