@@ -1,7 +1,6 @@
 #include "play.h"
 
 #include <SDL.h>
-#include <epoxy/gl.h>
 #include <fmt/format.h>
 
 #include <algorithm>
@@ -32,56 +31,19 @@ constexpr int kLeastWidth = 360, kLeastHeight = 270;
 
 }  // namespace
 
-// What the device draws for: a picture of the project's size, somewhere in the window.
-class PlayWindow::PictureWindow final : public platform::Window {
-  public:
-    PictureWindow(PlayWindow& owner, UINT width, UINT height)
-        : owner_(owner), width_(width), height_(height) {}
-    UINT Width() const override { return width_; }
-    UINT Height() const override { return height_; }
-    // The window's size is the person's affair.
-    void Resize(UINT, UINT) override {}
-    SDL_Window* Sdl() const override { return owner_.window_; }
-    RECT PictureArea(UINT width, UINT height) const override {
-        float room = static_cast<float>(height);
-        if (owner_.has_strip_ && !owner_.IsFullScreen()) room = owner_.strip_->Top() * owner_.PixelsPerUnit();
-        const Box box = Letterbox(static_cast<int>(width_), static_cast<int>(height_),
-                                  static_cast<int>(width), static_cast<int>(room));
-        return {box.left, box.top, box.right, box.bottom};
-    }
-    void BeforeShow() override { owner_.DrawOver(); }
-
-  private:
-    PlayWindow& owner_;
-    UINT width_, height_;
-};
-
-class PlayWindow::OwnContext {
-  public:
-    explicit OwnContext(const PlayWindow& owner)
-        : window_(SDL_GL_GetCurrentWindow()), context_(SDL_GL_GetCurrentContext()) {
-        SDL_GL_MakeCurrent(owner.window_, owner.context_);
-    }
-    ~OwnContext() { SDL_GL_MakeCurrent(window_, context_); }
-    OwnContext(const OwnContext&) = delete;
-    OwnContext& operator=(const OwnContext&) = delete;
-
-  private:
-    SDL_Window* window_;
-    SDL_GLContext context_;
-};
-
 PlayWindow::PlayWindow(const Common& common, const PlayOptions& options)
     : library_(LibraryPath(common)),
       path_(options.in),
+      samples_(options.samples),
       project_((RequireFile(path_), std::make_unique<Project>(ReadSource(path_, library_)))),
       module_(ModulePath(common)),
       file_name_(std::filesystem::path(options.in).filename().string()),
-      interval_(options.bench ? 0 : 1) {
+      is_bench_(options.bench) {
+    if (samples_) project_->samples = *samples_;
     WarnOfSize(*project_, {project_->width, project_->height});
     try {
         if (!options.bench) sound_ = PlaySound::Start(module_);
-        OpenWindow(options.bench);
+        OpenWindow();
         player_ = MakePlayer(*project_);
         OpenSound();
         TakeTimeline();
@@ -101,26 +63,21 @@ void PlayWindow::Close() {
     clock_.SetTimeline(0, nullptr, 0, 0);
     sound_.reset();
     player_.reset();
-    if (strip_) {
-        SDL_GL_MakeCurrent(window_, context_);
-        strip_.reset();
-    }
-    if (context_) SDL_GL_DeleteContext(context_);
+    surface_.reset();
+    strip_.reset();
     if (window_) SDL_DestroyWindow(window_);
     SDL_Quit();
 }
 
-void PlayWindow::OpenWindow(bool bench) {
+void PlayWindow::OpenWindow() {
     SDL_SetHint(SDL_HINT_VIDEO_X11_NET_WM_BYPASS_COMPOSITOR, "0");
+    SDL_SetHint(SDL_HINT_WINDOWS_DPI_SCALING, "1");
     if (SDL_Init(SDL_INIT_VIDEO) != 0)
         throw cli::Error(fmt::format("play needs a display, and there is none: {}", SDL_GetError()));
-    SDL_GL_SetAttribute(SDL_GL_CONTEXT_MAJOR_VERSION, 3);
-    SDL_GL_SetAttribute(SDL_GL_CONTEXT_MINOR_VERSION, 3);
-    SDL_GL_SetAttribute(SDL_GL_CONTEXT_PROFILE_MASK, SDL_GL_CONTEXT_PROFILE_CORE);
 
     const Project& project = *project_;
     rows_ = LayOut(project);
-    const bool has_sound = !project.sound.path.empty() && !bench;
+    const bool has_sound = !project.sound.path.empty() && !is_bench_;
     auto height = static_cast<float>(project.height);
     // The strip's height depends a little on the window's.
     for (int i = 0; i < 4; ++i)
@@ -134,30 +91,24 @@ void PlayWindow::OpenWindow(bool bench) {
     const std::string title = file_name_ + " - osmplay";
     window_ = SDL_CreateWindow(title.c_str(), SDL_WINDOWPOS_CENTERED, SDL_WINDOWPOS_CENTERED,
                                std::max(window_width, kLeastWidth), std::max(window_height, kLeastHeight),
-                               SDL_WINDOW_OPENGL | SDL_WINDOW_RESIZABLE | SDL_WINDOW_ALLOW_HIGHDPI);
-    if (window_) context_ = SDL_GL_CreateContext(window_);
-    if (!context_ || epoxy_gl_version() < 33)
-        throw cli::Error(fmt::format("play needs a display with OpenGL 3.3: {}", SDL_GetError()));
+                               SurfaceWindowFlags() | SDL_WINDOW_RESIZABLE | SDL_WINDOW_ALLOW_HIGHDPI);
+    if (!window_) throw cli::Error(fmt::format("play cannot open its window: {}", SDL_GetError()));
     SDL_SetWindowMinimumSize(window_, kLeastWidth, kLeastHeight);
     strip_ = std::make_unique<Strip>();
+    surface_ =
+        MakePlaySurface(window_, module_, !is_bench_,
+                        {[this](int w, int h) { return PictureArea(w, h); }, [this] { return DrawOver(); }});
 }
 
 std::unique_ptr<Player> PlayWindow::MakePlayer(const Project& project) {
-    // The device first asks an offscreen context what the machine can do, and beside a window's there is
-    // none.
-    SDL_GL_MakeCurrent(window_, nullptr);
-    auto player =
-        std::make_unique<Player>(module_, project, library_,
-                                 Take(std::make_unique<PictureWindow>(*this, project.width, project.height)));
-    // The device's context is current now. A display that cannot wait for its retrace goes without.
-    SDL_GL_SetSwapInterval(interval_);
-    return player;
+    return std::make_unique<Player>(module_, project, library_,
+                                    surface_->MakePictureWindow(project.width, project.height));
 }
 
 void PlayWindow::OpenSound() {
     has_track_ = false;
     const SoundTrack& track = project_->sound;
-    if (track.path.empty() || interval_ == 0) return;
+    if (track.path.empty() || is_bench_) return;
     std::string why = "this machine's sound cannot be had";
     if (sound_ && sound_->Open(track.path, why)) {
         has_track_ = true;
@@ -188,6 +139,7 @@ void PlayWindow::Reload() {
     errors_.clear();
     Mistakes mistakes;
     auto next = std::make_unique<Project>(ReadSource(path_, library_, mistakes));
+    if (samples_) next->samples = *samples_;
     if (mistakes.empty() && player_) CheckData(module_, *next, mistakes);
     const std::vector<std::string> changed =
         FileSnapshot::Changed(files_, FileSnapshot(path_, mistakes.empty() ? *next : *project_));
@@ -199,11 +151,7 @@ void PlayWindow::Reload() {
             project_ = std::move(next);
         } catch (const cli::Error& error) {
             mistakes.push_back(error.what());
-            try {
-                player_ = MakePlayer(*project_);
-            } catch (const cli::Error& again) {
-                mistakes.push_back(again.what());
-            }
+            Renew(mistakes);
         }
         if (mistakes.empty()) {
             OpenSound();
@@ -212,19 +160,42 @@ void PlayWindow::Reload() {
                                 : "reloaded " + ListOf(changed, kMostFiles));
         }
     }
-    if (!mistakes.empty()) {
-        errors_.push_back(fmt::format(
-            "{} {} (R tries again):", file_name_,
-            player_ ? "is not reloaded, the last good state goes on" : "cannot be loaded any more"));
-        for (std::size_t i = 0; i < std::min(mistakes.size(), kMostErrors); ++i)
-            errors_.push_back(mistakes[i]);
-        if (mistakes.size() > kMostErrors)
-            errors_.push_back(
-                fmt::format("and {} more: osmplay check tells them", mistakes.size() - kMostErrors));
-    }
+    ShowMistakes(mistakes);
     picture_due_ = true;
     if (was_playing) clock_.Play(Now());
     meter_.Break();
+}
+
+void PlayWindow::Renew(Mistakes& mistakes) {
+    player_.reset();
+    try {
+        player_ = MakePlayer(*project_);
+    } catch (const cli::Error& error) {
+        mistakes.push_back(error.what());
+    }
+    picture_due_ = true;
+}
+
+void PlayWindow::ShowMistakes(const Mistakes& mistakes) {
+    if (mistakes.empty()) return;
+    errors_.push_back(
+        fmt::format("{} {} (R tries again):", file_name_,
+                    player_ ? "is not reloaded, the last good state goes on" : "cannot be loaded any more"));
+    for (std::size_t i = 0; i < std::min(mistakes.size(), kMostErrors); ++i) errors_.push_back(mistakes[i]);
+    if (mistakes.size() > kMostErrors)
+        errors_.push_back(
+            fmt::format("and {} more: osmplay check tells them", mistakes.size() - kMostErrors));
+}
+
+bool PlayWindow::HasDevice() {
+    const DeviceState state = surface_->Device();
+    if (state == DeviceState::kBack) {
+        Mistakes mistakes;
+        Renew(mistakes);
+        ShowMistakes(mistakes);
+        meter_.Break();
+    }
+    return state != DeviceState::kLost;
 }
 
 void PlayWindow::SaveStill() {
@@ -267,7 +238,7 @@ bool PlayWindow::IsStripShown() const {
 float PlayWindow::PixelsPerUnit() const {
     int width = 0, height = 0, pixel_width = 0, pixel_height = 0;
     SDL_GetWindowSize(window_, &width, &height);
-    SDL_GL_GetDrawableSize(window_, &pixel_width, &pixel_height);
+    SDL_GetWindowSizeInPixels(window_, &pixel_width, &pixel_height);
     return width > 0 && pixel_width > 0 ? static_cast<float>(pixel_width) / static_cast<float>(width) : 1.0f;
 }
 
@@ -415,10 +386,17 @@ void PlayWindow::Handle(const SDL_Event& event) {
 
 // ------------------------------------------------------------------------------------------------- showing
 
-void PlayWindow::DrawOver() {
+Box PlayWindow::PictureArea(int width, int height) const {
+    const bool has_room = !has_strip_ || IsFullScreen();
+    const float room = has_room ? static_cast<float>(height) : strip_->Top() * PixelsPerUnit();
+    return Letterbox(static_cast<int>(project_->width), static_cast<int>(project_->height), width,
+                     static_cast<int>(room));
+}
+
+ImDrawData* PlayWindow::DrawOver() {
     const bool is_shown = IsStripShown();
     const bool has_note = !note_.empty() && Now() < note_until_;
-    if (!is_shown && !has_note && errors_.empty()) return;
+    if (!is_shown && !has_note && errors_.empty()) return nullptr;
     StripContent content;
     content.position = clock_.IsPlaying() ? static_cast<double>(frame_) / Rate() : clock_.Position(Now());
     content.length = clock_.Length();
@@ -434,27 +412,14 @@ void PlayWindow::DrawOver() {
     content.sound_offset = project_->sound.offset;
     content.mouse_x = mouse_x_;
     content.mouse_y = mouse_y_;
-    int width = 0, height = 0;
-    SDL_GL_GetDrawableSize(window_, &width, &height);
-    const OwnContext context(*this);
-    glViewport(0, 0, width, height);
-    strip_->Draw(rows_, content, is_shown, PixelsPerUnit());
+    return strip_->Draw(rows_, content, is_shown, PixelsPerUnit());
 }
 
 void PlayWindow::Show(double now) {
     const std::size_t frame = FrameAt(clock_.Position(now), Rate(), FrameCount());
-    if (player_) {
-        if (frame != frame_ || picture_due_) player_->Draw(static_cast<double>(frame) / Rate());
-        frame_ = frame;
-        player_->Present();
-    } else {
-        frame_ = frame;
-        const OwnContext context(*this);
-        glClearColor(0, 0, 0, 1);
-        glClear(GL_COLOR_BUFFER_BIT);
-        DrawOver();
-        SDL_GL_SwapWindow(window_);
-    }
+    if (player_ && (frame != frame_ || picture_due_)) player_->Draw(static_cast<double>(frame) / Rate());
+    frame_ = frame;
+    surface_->Show();
     picture_due_ = window_due_ = false;
     shown_at_ = now;
 }
@@ -463,6 +428,10 @@ bool PlayWindow::Step() {
     SDL_Event event;
     while (SDL_PollEvent(&event)) Handle(event);
     if (is_done_) return false;
+    if (!HasDevice()) {
+        SDL_WaitEventTimeout(nullptr, static_cast<int>(kIdle * 1000));
+        return true;
+    }
 
     const double now = Now();
     const double position = clock_.Position(now);
@@ -498,6 +467,7 @@ std::vector<double> PlayWindow::ShowAll() {
         SDL_Event event;
         while (SDL_PollEvent(&event))
             if (event.type == SDL_QUIT) is_done_ = true;
+        if (!HasDevice()) throw cli::Error("the system took the display away while frames were measured");
         const double start = Now();
         clock_.Seek(static_cast<double>(frame) / Rate(), start);
         meter_.Show(frame, start);

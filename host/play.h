@@ -4,6 +4,7 @@
 #include <cstddef>
 #include <functional>
 #include <memory>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -14,6 +15,7 @@
 #include "play_files.h"
 #include "play_sound.h"
 #include "play_strip.h"
+#include "play_surface.h"
 #include "player.h"
 #include "project.h"
 #include "timeline_view.h"
@@ -28,6 +30,7 @@ struct PlayOptions {
     bool is_paused = false;   // at the beginning, until a person lets it go
     bool is_looping = false;  // begin anew at the end
     bool is_full_screen = false;
+    std::optional<unsigned> samples;  // a pixel: 0, 2 or 4; else the project's
     bool bench = false;  // every frame without waiting, and without sound; then print what each took
 };
 
@@ -60,16 +63,17 @@ class PlayWindow {
     const Strip& TimelineStrip() const { return *strip_; }
 
   private:
-    class PictureWindow;
-    // Makes the strip's OpenGL context current while it lives, and then what was current before.
-    class OwnContext;
-
-    void OpenWindow(bool bench);
+    void OpenWindow();
     void Close();
     std::unique_ptr<Player> MakePlayer(const Project& project);
     void TakeTimeline();
     void OpenSound();
     void Reload();
+    // Makes the player of the same project anew; none, and why, when that cannot be.
+    void Renew(Mistakes& mistakes);
+    void ShowMistakes(const Mistakes& mistakes);
+    // Renews the player whose device the system had taken. False while there is none to be had.
+    bool HasDevice();
     void SaveStill();
 
     void Handle(const SDL_Event& event);
@@ -81,7 +85,8 @@ class PlayWindow {
     void Hold(float x);
 
     void Show(double now);
-    void DrawOver();
+    Box PictureArea(int width, int height) const;
+    ImDrawData* DrawOver();
     void PlaceStrip();
     bool IsStripShown() const;
     float PixelsPerUnit() const;
@@ -91,11 +96,12 @@ class PlayWindow {
 
     EffectLibrary library_;
     std::string path_;
+    std::optional<unsigned> samples_;  // in place of the project's
     std::unique_ptr<Project> project_;
     Module module_;
     SDL_Window* window_ = nullptr;
-    void* context_ = nullptr;  // the strip's
     std::unique_ptr<Strip> strip_;
+    std::unique_ptr<PlaySurface> surface_;
     std::unique_ptr<Player> player_;  // null when not even the last good project could be loaded again
     std::unique_ptr<PlaySound> sound_;
     bool has_track_ = false;
@@ -109,7 +115,7 @@ class PlayWindow {
     double note_until_ = 0, shown_at_ = -1, mouse_moved_ = -10;
     std::size_t frame_ = 0;
     float mouse_x_ = -1, mouse_y_ = -1;
-    int interval_ = 1;
+    bool is_bench_ = false;
     bool has_strip_ = true, strip_was_shown_ = true, was_playing_ = false;
     bool is_holding_ = false, plays_after_hold_ = false;
     bool picture_due_ = true, window_due_ = true, is_done_ = false;

@@ -6,7 +6,6 @@
 #include <algorithm>
 #include <cmath>
 
-#include "backends/imgui_impl_opengl3.h"
 #include "play_sound.h"
 
 namespace host {
@@ -64,14 +63,9 @@ std::string RulerText(double seconds, double step) {
 Strip::Strip() : imgui_(ImGui::CreateContext()) {
     ImGui::SetCurrentContext(imgui_);
     ImGui::GetIO().IniFilename = nullptr;
-    ImGui_ImplOpenGL3_Init("#version 330 core");
 }
 
-Strip::~Strip() {
-    ImGui::SetCurrentContext(imgui_);
-    ImGui_ImplOpenGL3_Shutdown();
-    ImGui::DestroyContext(imgui_);
-}
+Strip::~Strip() { ImGui::DestroyContext(imgui_); }
 
 float Strip::Height(const TimelineRows& rows, bool has_sound, float window_height) {
     return kStatus + kRuler + static_cast<float>(rows.count) * RowHeight(rows.count, window_height) +
@@ -98,12 +92,11 @@ int Strip::RowAt(float y) const {
     return row >= 0 && row < static_cast<float>(rows_) ? static_cast<int>(row) : -1;
 }
 
-void Strip::Draw(const TimelineRows& rows, const StripContent& content, bool is_shown, float pixels) {
+ImDrawData* Strip::Draw(const TimelineRows& rows, const StripContent& content, bool is_shown, float pixels) {
     ImGui::SetCurrentContext(imgui_);
     ImGuiIO& io = ImGui::GetIO();
     io.DisplaySize = {width_, height_};
     io.DisplayFramebufferScale = {pixels, pixels};
-    ImGui_ImplOpenGL3_NewFrame();
     ImGui::NewFrame();
     if (is_shown) {
         DrawStrip(rows, content);
@@ -117,7 +110,7 @@ void Strip::Draw(const TimelineRows& rows, const StripContent& content, bool is_
     DrawErrors(content, is_shown ? top_ : height_);
     if (is_shown) DrawTip(rows, content);
     ImGui::Render();
-    ImGui_ImplOpenGL3_RenderDrawData(ImGui::GetDrawData());
+    return ImGui::GetDrawData();
 }
 
 void Strip::DrawStrip(const TimelineRows& rows, const StripContent& content) {

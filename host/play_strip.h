@@ -1,4 +1,4 @@
-// The strip with the timeline under a playing picture, drawn with an OpenGL context of its own.
+// The strip with the timeline under a playing picture, as Dear ImGui's lists of what is to be drawn.
 #pragma once
 
 #include <string>
@@ -6,6 +6,7 @@
 
 #include "timeline_view.h"
 
+struct ImDrawData;
 struct ImGuiContext;
 
 namespace host {
@@ -27,8 +28,7 @@ struct StripContent {
 // Coordinates are the window's, from its top left corner.
 class Strip {
   public:
-    // With the OpenGL context current in which it is to draw; so for the other operations that draw, and the
-    // destructor.
+    // Makes Dear ImGui's context, and makes it current.
     Strip();
     ~Strip();
     Strip(const Strip&) = delete;
@@ -46,9 +46,10 @@ class Strip {
     // The row under `y`; -1 where there is none.
     int RowAt(float y) const;
 
-    // Draws strip and errors into the framebuffer, which has `pixels` pixels for each unit of the window.
-    // With `is_shown` false only the errors, and the note when there is one, as they lie over the picture.
-    void Draw(const TimelineRows& rows, const StripContent& content, bool is_shown, float pixels);
+    // Strip and errors, for a framebuffer that has `pixels` pixels for each unit of the window. With
+    // `is_shown` false only the errors, and the note when there is one, as they lie over the picture. The
+    // renderer has begun its frame; the lists are good until the next one.
+    ImDrawData* Draw(const TimelineRows& rows, const StripContent& content, bool is_shown, float pixels);
 
   private:
     void DrawStrip(const TimelineRows& rows, const StripContent& content);

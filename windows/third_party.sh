@@ -64,6 +64,26 @@ build_cli11() {
     build_cmake cli11 "$sources/cli11" -DCLI11_BUILD_TESTS=OFF -DCLI11_BUILD_EXAMPLES=OFF -DCLI11_BUILD_DOCS=OFF
 }
 build_googletest() { build_cmake googletest "$sources/googletest" -DBUILD_GMOCK=OFF; }
+# osmplay's window: video and events, and nothing that draws.
+build_libsdl2() {
+    local part options=()
+    for part in AUDIO DIRECTX HAPTIC HIDAPI JOYSTICK LOCALE OPENGL OPENGLES POWER RENDER SENSOR VULKAN; do
+        options+=("-DSDL_$part=OFF")
+    done
+    build_cmake sdl "$sources/libsdl2" -DSDL_SHARED=OFF -DSDL_TEST=OFF -DSDL2_DISABLE_SDL2MAIN=ON "${options[@]}"
+}
+build_imgui() {
+    local objects=() file
+    mkdir -p "$work/imgui" "$prefix/lib" "$prefix/include/imgui/backends"
+    for file in imgui imgui_draw imgui_tables imgui_widgets backends/imgui_impl_dx9; do
+        objects+=("$work/imgui/$(basename "$file").o")
+        "$triplet-g++-posix" -O2 -I"$sources/imgui" -c "$sources/imgui/$file.cpp" -o "${objects[-1]}"
+    done
+    rm -f "$prefix/lib/libimgui.a"
+    "$triplet-ar" rcs "$prefix/lib/libimgui.a" "${objects[@]}"
+    cp "$sources/imgui/"{imgui,imconfig}.h "$prefix/include/imgui"
+    cp "$sources/imgui/backends/imgui_impl_dx9.h" "$prefix/include/imgui/backends"
+}
 
 stamp_of() {
     local recipe
@@ -72,7 +92,7 @@ stamp_of() {
 }
 
 wanted=()
-for package in bzip2 zlib libpng1.6 libjpeg-turbo fmtlib pugixml cli11 googletest; do
+for package in bzip2 zlib libpng1.6 libjpeg-turbo fmtlib pugixml cli11 googletest libsdl2 imgui; do
     [ -e "$(stamp_of "$package")" ] || wanted+=("$package")
 done
 [ ${#wanted[@]} -gt 0 ] || exit 0
