@@ -112,7 +112,7 @@ void SoundPlayerFMOD::BuildEnvelope(std::vector<f32>* envelope, const std::strin
 
     // Hosts lay their pictures out by a value for each N bytes, while a value covers N samples: what comes
     // after the data's end is silence.
-    envelope->reserve(envelope->size() + (firstBytes + block - 1) / block);
+    envelope->reserve(envelope->size() + static_cast<std::size_t>((firstBytes + block - 1) / block));
     const i16* const samples = static_cast<const i16*>(first);
     const u64 count = firstBytes / 2;
     bool takeMaximum = true;

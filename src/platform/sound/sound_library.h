@@ -1,11 +1,14 @@
 // The operations of the sound library that the sound player is written against, under the library's own
 // names.
 //
-// On Windows that library is fmod.dll. Elsewhere the same operations are made out of OpenAL Soft, which
-// sounds, and libsndfile, which decodes; a machine without a sound device keeps the time all the same and is
-// silent.
+// On Windows that library is fmod.dll, found as the system finds DLLs when FSOUND_GetVersion or FSOUND_Init
+// is first called; without it, or with one that lacks an operation, FSOUND_Init gives false and all other
+// calls do nothing. Paths are in the process's code page. Elsewhere the same operations are made out of
+// OpenAL Soft, which sounds, and libsndfile, which decodes; a machine without a sound device keeps the time
+// all the same and is silent.
 //
-// All calls come on one thread. A handle that is null or was closed already is answered with false, -1 or 0.
+// All calls come on one thread. A handle that is null is answered with false, -1 or 0, and so is one that was
+// closed already, except by fmod.dll, which must not see it.
 #pragma once
 
 #include "platform/types.h"
