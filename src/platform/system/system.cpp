@@ -58,10 +58,7 @@ DebugStringHandler SetDebugStringHandler(DebugStringHandler handler) {
     return std::exchange(DebugHandler(), std::move(handler));
 }
 
-u32 TickCount() {
-    using namespace std::chrono;
-    return static_cast<u32>(duration_cast<milliseconds>(steady_clock::now().time_since_epoch()).count());
-}
+u32 TickCount() { return detail::SystemTickCount(); }
 
 u64 CycleCount() {
 #if defined(__i386__) || defined(__x86_64__)

@@ -16,7 +16,7 @@ inline constexpr u32 kMessageInformation = 64;
 using MessageBoxHandler = std::function<void(const std::string& text, const std::string& caption, u32 icon)>;
 
 /// Shows a text to a person and waits until it is closed. Where there are no message boxes it is one line on
-/// standard error, "caption: text".
+/// standard error, "caption: text". On Windows texts are in the process's code page, as paths are.
 void ShowMessageBox(const std::string& text, const std::string& caption, u32 icon = kMessageExclamation);
 
 /// Has `handler` show the texts from now on; an empty one brings the system's own way back. Gives back the
@@ -32,7 +32,8 @@ void DebugString(const std::string& text);
 /// handler that was there.
 DebugStringHandler SetDebugStringHandler(DebugStringHandler handler);
 
-/// Milliseconds since some moment before the program began; wraps after 49 days.
+/// Milliseconds since some moment before the program began (on Windows, since the system did); wraps after 49
+/// days.
 u32 TickCount();
 
 /// Ticks of the processor's counter.

@@ -10,6 +10,7 @@ namespace platform::detail {
 
 void SystemMessageBox(const std::string& text, const std::string& caption, u32 icon);
 void SystemDebugString(const std::string& text);
+u32 SystemTickCount();
 std::span<const u8> SystemResource(u32 id);
 
 /// A file that the build put into the module.

@@ -1,5 +1,6 @@
 #ifndef _WIN32
 
+#include <chrono>
 #include <cstdio>
 
 #include "platform/system/system_detail.h"
@@ -15,6 +16,11 @@ void SystemMessageBox(const std::string& text, const std::string& caption, u32) 
 }
 
 void SystemDebugString(const std::string&) {}
+
+u32 SystemTickCount() {
+    using namespace std::chrono;
+    return static_cast<u32>(duration_cast<milliseconds>(steady_clock::now().time_since_epoch()).count());
+}
 
 std::span<const u8> SystemResource(u32 id) {
     for (const EmbeddedResource& resource : EmbeddedResources()) {

@@ -60,7 +60,7 @@ namespace platform {
 void ResizeWindow(HWND window, UINT width, UINT height) {
     if (!window || !width || !height) return;
     RECT rect = {0, 0, static_cast<LONG>(width), static_cast<LONG>(height)};
-    AdjustWindowRect(&rect, 0xcf0000, FALSE);
+    AdjustWindowRect(&rect, WS_OVERLAPPEDWINDOW, FALSE);
     SetWindowPos(window, nullptr, 0, 0, rect.right - rect.left, rect.bottom - rect.top,
                  SWP_NOMOVE | SWP_NOACTIVATE);
 }

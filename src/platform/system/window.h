@@ -45,8 +45,8 @@ std::unique_ptr<Window> MakeSdlWindow(SDL_Window* window);
 
 #endif
 
-// Sizes the window so that its inner area has this many pixels, without moving or activating it. Nothing for
-// a null handle or a size of nothing.
+// Sizes the window so that its inner area has this many pixels, without moving or activating it; on Windows it
+// is taken to have a title, a sizing border and no menu. Nothing for a null handle or a size of nothing.
 void ResizeWindow(HWND window, UINT width, UINT height);
 
 }  // namespace platform

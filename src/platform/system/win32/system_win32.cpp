@@ -29,7 +29,10 @@ void SystemMessageBox(const std::string& text, const std::string& caption, u32 i
 
 void SystemDebugString(const std::string& text) { OutputDebugStringA(text.c_str()); }
 
+u32 SystemTickCount() { return GetTickCount(); }
+
 std::span<const u8> SystemResource(u32 id) {
+    if (id > 0xffff) return {};
     HMODULE module = OwnModule();
     HRSRC found =
         FindResourceA(module, MAKEINTRESOURCEA(static_cast<WORD>(id)), MAKEINTRESOURCEA(10) /* raw data */);
