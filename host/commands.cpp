@@ -7,29 +7,32 @@
 #include <memory>
 
 #include "cli/error.h"
+#include "cli/path.h"
 #include "effect_library.h"
 #include "module.h"
 #include "player.h"
 #include "png_file.h"
 #include "project.h"
 #include "source.h"
+#include "system.h"
 
 namespace host {
 namespace fs = std::filesystem;
 
 std::string LibraryPath(const Common& common) {
-    return common.effects_file.empty() ? (fs::path(ProgramFolder()) / "libfx.xml").string()
+    return common.effects_file.empty() ? cli::ToText(cli::ToPath(ProgramFolder()) / "libfx.xml")
                                        : common.effects_file;
 }
 std::string ModulePath(const Common& common) {
-    return common.module.empty() ? (fs::path(ProgramFolder()) / "osmDriver.so").string() : common.module;
+    return common.module.empty() ? cli::ToText(cli::ToPath(ProgramFolder()) / kModuleName) : common.module;
 }
 
 void RequireFile(const std::string& path) {
     std::error_code error;
-    if (!fs::exists(path, error)) throw cli::Error(fmt::format("{}: no such file", path));
-    if (!fs::is_regular_file(path, error)) throw cli::Error(fmt::format("{}: is not a file", path));
-    if (fs::file_size(path, error) == 0) throw cli::Error(fmt::format("{}: is empty", path));
+    const fs::path file = cli::ToPath(path);
+    if (!fs::exists(file, error)) throw cli::Error(fmt::format("{}: no such file", path));
+    if (!fs::is_regular_file(file, error)) throw cli::Error(fmt::format("{}: is not a file", path));
+    if (fs::file_size(file, error) == 0) throw cli::Error(fmt::format("{}: is empty", path));
 }
 
 // Flat effects lay out their quads in pixels of a 640 x 480 picture, whatever the target's size.
@@ -77,7 +80,7 @@ Range ParseRange(const std::string& text, std::size_t count) {
 void Still(const Common& common, const StillOptions& options) {
     RequireFile(options.in);
     const EffectLibrary library(LibraryPath(common));
-    const bool is_scene = fs::path(options.in).extension() == ".om2";
+    const bool is_scene = cli::ToPath(options.in).extension() == ".om2";
     Project project = is_scene ? SceneProject(options.in, options.time, options.camera, library)
                                : ReadSource(options.in, library);
     if (options.samples) project.samples = *options.samples;
@@ -105,7 +108,7 @@ void Check(const Common& common, const std::string& path) {
     // One peak for all: the module decodes the whole sound for it.
     constexpr float kCoarse = 2;
     std::error_code error;
-    if (fs::is_regular_file(project.sound.path, error) &&
+    if (fs::is_regular_file(cli::ToPath(project.sound.path), error) &&
         ReadPeaks(module, project.sound.path, kCoarse).empty())
         mistakes.push_back(
             fmt::format("{}: {} is no sound that can be decoded", project.sound.place, project.sound.path));

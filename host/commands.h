@@ -45,6 +45,7 @@ struct RenderOptions {
     std::string frames;               // empty: all
     std::size_t jobs = 1;             // processes
     bool resume = false;              // leave out what is in the folder already
+    bool is_share = false;            // another process says which frames: see WorkForJobs
 };
 // Throws Interrupted when a person stops it.
 void Render(const Common& common, const RenderOptions& options);

@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "cli/error.h"
+#include "cli/path.h"
 #include "cli/whole_file.h"
 #include "commands.h"
 #include "effects/data_object.h"
@@ -40,8 +41,7 @@ class Document final : public osm3d::HostDocument, private osm3d::HostDataList {
 // The device that data is loaded for.
 class Playback {
   public:
-    explicit Playback(osm3d::Driver& driver)
-        : driver_(driver), window_(MakeHiddenWindow(kSize, kSize)) {
+    explicit Playback(osm3d::Driver& driver) : driver_(driver), window_(MakeHiddenWindow(kSize, kSize)) {
         driver_.GetPlayback()->Start(window_->Handle(), nullptr, kSize, kSize, 32, true, 0);
     }
     ~Playback() { driver_.GetPlayback()->Stop(); }
@@ -82,7 +82,7 @@ void Export(const Common& common, const ExportOptions& options) {
     else
         driver.ExportAnimation(&document, file.Beside());
     std::error_code error;
-    const auto size = std::filesystem::file_size(file.Beside(), error);
+    const auto size = std::filesystem::file_size(cli::ToPath(file.Beside()), error);
     if (error || size == 0) throw cli::Error(fmt::format("{}: could not be exported", options.in));
     file.Commit();
     fmt::print("{}: {} KB{}\n", options.out, (size + 1023) / 1024,

@@ -10,6 +10,7 @@
 #include <utility>
 
 #include "cli/error.h"
+#include "cli/path.h"
 
 namespace host {
 namespace {
@@ -18,8 +19,8 @@ class PngFolder final : public FrameSink {
   public:
     explicit PngFolder(std::string folder) : folder_(std::move(folder)) {
         std::error_code error;
-        std::filesystem::create_directories(folder_, error);
-        if (!std::filesystem::is_directory(folder_, error))
+        std::filesystem::create_directories(cli::ToPath(folder_), error);
+        if (!std::filesystem::is_directory(cli::ToPath(folder_), error))
             throw cli::Error(fmt::format("{}: cannot be made as a folder for the frames", folder_));
     }
     void Write(std::size_t frame, const Picture& picture) override {
@@ -92,7 +93,7 @@ Rate ToRate(double frames_per_second) {
 }
 
 std::string FrameFile(const std::string& folder, std::size_t frame) {
-    return (std::filesystem::path(folder) / fmt::format("frame_{:06}.png", frame)).string();
+    return cli::ToText(cli::ToPath(folder) / fmt::format("frame_{:06}.png", frame));
 }
 
 std::unique_ptr<FrameSink> MakePngFolder(const std::string& folder) {

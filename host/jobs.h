@@ -2,46 +2,43 @@
 #pragma once
 
 #include <cstddef>
-#include <cstdint>
 #include <functional>
+#include <memory>
 #include <string>
 #include <vector>
 
+#include "child_process.h"
 #include "png_file.h"
-
-#include <sys/types.h>
 
 namespace host {
 
 // Processes of this very program that draw frames by turns: of `frames`, process k of n draws number k, k +
-// n, k + 2n, and so on, so that all of them are needed at the same pace. To be made before anything starts
-// threads.
+// n, k + 2n, and so on, so that all of them are needed at the same pace.
 class Jobs {
   public:
-    // What a process does with its frames: draw each and call `done` with its number and its picture, or with
-    // none when its picture stays there.
-    using Done = std::function<void(std::size_t frame, const Picture* picture)>;
-    using Work = std::function<void(const std::vector<std::size_t>& frames, const Done& done)>;
-
-    // Starts `count` of them.
-    Jobs(std::size_t count, const std::vector<std::size_t>& frames, const Work& work);
+    // Starts `count` of them, with arguments that lead them to WorkForJobs. Throws cli::Error when one cannot
+    // be started.
+    Jobs(std::size_t count, const std::vector<std::size_t>& frames,
+         const std::vector<std::string>& arguments);
     // Ends those that still work, after the frame that they are at.
     ~Jobs();
-    Jobs(const Jobs&) = delete;
-    Jobs& operator=(const Jobs&) = delete;
 
     // Waits until the next one of all frames is done, in their order, and takes its picture if one was given.
     // Throws cli::Error with what went wrong in its process.
     void Next(Picture& picture);
 
   private:
-    struct Process {
-        pid_t id = -1;
-        int pipe = -1;
-    };
-
-    std::vector<Process> processes_;
+    std::vector<std::unique_ptr<ChildProcess>> processes_;
     std::size_t next_ = 0;
 };
+
+// What a process does with its frames: draw each and call `done` with its number and its picture, or with
+// none when its picture stays there.
+using FrameDone = std::function<void(std::size_t frame, const Picture* picture)>;
+using FrameWork = std::function<void(const std::vector<std::size_t>& frames, const FrameDone& done)>;
+
+// The other end, in a process that a Jobs has started: standard input says which frames, standard output
+// takes what is done, or what `work` threw. Returns early when nobody listens any more.
+void WorkForJobs(const FrameWork& work);
 
 }  // namespace host

@@ -1,23 +1,29 @@
 // osmplay: a host for the module. Renders scenes and projects.
+#include <fmt/format.h>
+
 #include <CLI/CLI.hpp>
 #include <cstdio>
 #include <exception>
 #include <string>
 
+#include "cli/system.h"
 #include "commands.h"
 #include "interrupt.h"
 #include "play.h"
+#include "system.h"
 
 // As a shell has it of a program that Ctrl-C ends.
 constexpr int kInterruptedStatus = 130;
 
 // NOLINTNEXTLINE(bugprone-exception-escape): outside the try blocks only a mistake in the options throws.
 int main(int argc, char** argv) {
+    cli::PrepareStreams();
     CLI::App app{"Renders .om2 scenes and projects through the osmDriver module", "osmplay"};
     app.require_subcommand(1);
 
     host::Common common;
-    app.add_option("--module", common.module, "the module; else osmDriver.so beside this program");
+    app.add_option("--module", common.module,
+                   fmt::format("the module; else {} beside this program", host::kModuleName));
     app.add_option("--library", common.effects_file,
                    "the effect library; else libfx.xml beside this program");
     app.fallthrough();
@@ -61,6 +67,7 @@ int main(int argc, char** argv) {
     render_command->add_option("--jobs", render.jobs, "so many processes draw, the frames by turns")
         ->check(CLI::Range(1, 64));
     render_command->add_flag("--resume", render.resume, "keep the frames that are in the folder already");
+    render_command->add_flag("--share", render.is_share)->group("");  // for processes of --jobs
 
     host::ExportOptions exported;
     CLI::App* export_command = app.add_subcommand("export", "a project and its data in one file");
@@ -87,6 +94,7 @@ int main(int argc, char** argv) {
     } catch (const CLI::ParseError& error) {
         return app.exit(error) == 0 ? 0 : 2;
     }
+    if (!*play_command) host::KeepMessagesOffScreen();
     try {
         if (!size.empty()) still.size = render.size = host::ParseSize(size);
         if (*still_command) host::Still(common, still);

@@ -10,6 +10,7 @@
 #include <utility>
 
 #include "cli/error.h"
+#include "cli/path.h"
 #include "effects/data_object.h"
 #include "material/texture.h"
 #include "render/context.h"
@@ -45,7 +46,7 @@ std::unique_ptr<osm3d::DataObject> LoadDataItem(osm3d::Driver& driver, const Pro
         return data;
     }
     std::error_code error;
-    if (!std::filesystem::is_regular_file(item.path, error)) {
+    if (!std::filesystem::is_regular_file(cli::ToPath(item.path), error)) {
         why = fmt::format("{}: {} is not there (data \"{}\")", item.place, Quoted(item.path),
                           Quoted(item.name));
         return nullptr;
@@ -214,7 +215,7 @@ void CheckData(Module& module, const Project& project, Mistakes& mistakes) {
     if (!has_device) driver.GetPlayback()->Stop();
     std::error_code error;
     if (!project.sound.path.empty() && project.package.empty() &&
-        !std::filesystem::is_regular_file(project.sound.path, error))
+        !std::filesystem::is_regular_file(cli::ToPath(project.sound.path), error))
         mistakes.push_back(
             fmt::format("{}: {} is not there (sound)", project.sound.place, Quoted(project.sound.path)));
 }

@@ -1,14 +1,15 @@
 #include "progress.h"
 
 #include <fmt/format.h>
-#include <unistd.h>
 
 #include <cmath>
 #include <cstdio>
 
+#include "cli/system.h"
+
 namespace host {
 
-Progress::Progress(std::size_t count) : count_(count), shown_(::isatty(STDERR_FILENO) != 0) {}
+Progress::Progress(std::size_t count) : count_(count), shown_(cli::IsTerminal(stderr)) {}
 
 Progress::~Progress() {
     if (shown_) std::fputs("\r\x1b[K", stderr);

@@ -12,6 +12,7 @@
 #include <utility>
 
 #include "cli/error.h"
+#include "cli/path.h"
 #include "xml_file.h"
 
 namespace host {
@@ -126,8 +127,8 @@ void Reader::ReadBackground(const pugi::xml_node& node, float* rgb) {
 }
 
 std::string Reader::ReadPath(const pugi::xml_node& node) {
-    const std::filesystem::path path = file_.Required(node, "file");
-    return path.empty() ? std::string() : (folder_ / path).string();
+    const std::filesystem::path path = cli::ToPath(file_.Required(node, "file"));
+    return path.empty() ? std::string() : cli::ToText(folder_ / path);
 }
 
 void Reader::ReadDataItem(const pugi::xml_node& node, Project& project) {
@@ -138,7 +139,7 @@ void Reader::ReadDataItem(const pugi::xml_node& node, Project& project) {
     item.path = ReadPath(node);
     item.place = file_.Place(node);
     if (!item.path.empty()) {
-        const std::string extension = std::filesystem::path(item.path).extension().string();
+        const std::string extension = cli::ToText(cli::ToPath(item.path).extension());
         const bool is_scene = extension == ".om2";
         if (is_scene != (item.kind == "scene"))
             file_.Mistake(node, fmt::format("a {} cannot be a \"{}\" file{}", item.kind, Quoted(extension),
@@ -375,7 +376,7 @@ Project ReadProject(const std::string& path, const EffectLibrary& library, Mista
         mistakes.emplace_back(error.what());
         return {};
     }
-    return Parse(path, text, std::filesystem::path(path).parent_path(), library, mistakes);
+    return Parse(path, text, cli::ToPath(path).parent_path(), library, mistakes);
 }
 
 Project ParseProject(const std::string& name, const std::string& text, const EffectLibrary& library,

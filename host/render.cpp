@@ -1,6 +1,5 @@
 // osmplay render: every frame of a project, to wherever they are asked for.
 #include <fmt/format.h>
-#include <unistd.h>
 
 #include <algorithm>
 #include <cstdio>
@@ -9,6 +8,8 @@
 #include <vector>
 
 #include "cli/error.h"
+#include "cli/path.h"
+#include "cli/system.h"
 #include "commands.h"
 #include "frame_sink.h"
 #include "interrupt.h"
@@ -50,12 +51,13 @@ VideoFormat FormatOf(const Plan& plan) {
     format.length = static_cast<double>(plan.range.end - plan.range.first) / project.frames_per_second;
     if (project.sound.path.empty()) return format;
     std::error_code error;
-    if (!std::filesystem::is_regular_file(project.sound.path, error) && !project.package.empty()) {
+    if (!std::filesystem::is_regular_file(cli::ToPath(project.sound.path), error) &&
+        !project.package.empty()) {
         std::fprintf(stderr, "osmplay: %s is not there: the video has no sound\n",
                      project.sound.path.c_str());
         return format;
     }
-    if (!std::filesystem::is_regular_file(project.sound.path, error))
+    if (!std::filesystem::is_regular_file(cli::ToPath(project.sound.path), error))
         throw cli::Error(fmt::format("{}: {} is not there (sound)", project.sound.place, project.sound.path));
     const double begin = TimeOf(plan, plan.range.first) - project.sound.start;
     format.sound = {project.sound.path, std::max(-begin, 0.0), project.sound.offset + std::max(begin, 0.0)};
@@ -95,16 +97,26 @@ std::size_t RunAlone(const Common& common, const Plan& plan, const EffectLibrary
     return progress.Done();
 }
 
-std::size_t RunJobs(const Common& common, const Plan& plan, const EffectLibrary& library,
-                    const std::string& out, std::unique_ptr<FrameSink>& sink, Progress& progress) {
-    Jobs jobs(plan.jobs, plan.frames, [&](const std::vector<std::size_t>& frames, const Jobs::Done& done) {
-        const std::unique_ptr<FrameSink> own = plan.is_folder ? MakeSink(plan, out) : nullptr;
-        DrawFrames(common, plan, library, frames, [&](std::size_t frame, const Picture& picture) {
-            if (own) own->Write(frame, picture);
-            done(frame, own ? nullptr : &picture);
-        });
-    });
-    sink = MakeSink(plan, out);
+// What leads a process of this program to RenderShare, for the same pictures.
+std::vector<std::string> ShareArguments(const Common& common, const RenderOptions& options,
+                                        const Plan& plan) {
+    std::vector<std::string> arguments = {"--module=" + ModulePath(common),
+                                          "--library=" + LibraryPath(common),
+                                          "render",
+                                          "--share",
+                                          "--output=" + options.out,
+                                          fmt::format("--fps={}", plan.project.frames_per_second),
+                                          fmt::format("--size={}x{}", plan.size.width, plan.size.height),
+                                          fmt::format("--samples={}", plan.project.samples),
+                                          "--",
+                                          options.in};
+    return arguments;
+}
+
+std::size_t RunJobs(const Common& common, const RenderOptions& options, const Plan& plan,
+                    std::unique_ptr<FrameSink>& sink, Progress& progress) {
+    Jobs jobs(plan.jobs, plan.frames, ShareArguments(common, options, plan));
+    sink = MakeSink(plan, options.out);
     Picture picture;
     for (const std::size_t frame : plan.frames) {
         if (WasInterrupted()) break;
@@ -132,7 +144,7 @@ Plan MakePlan(const RenderOptions& options, const EffectLibrary& library) {
     plan.is_folder = options.out != kStandardOutput && !IsVideoName(options.out);
     if (options.resume && !plan.is_folder)
         throw cli::Error("--resume goes on with a folder of frames; video is made in one go");
-    if (options.out == kStandardOutput && ::isatty(STDOUT_FILENO))
+    if (options.out == kStandardOutput && cli::IsTerminal(stdout))
         throw cli::Error("-o -: the frames would go to the terminal; lead them into a program or a file");
     for (std::size_t frame = plan.range.first; frame < plan.range.end; ++frame)
         if (!options.resume || !IsWholePng(FrameFile(options.out, frame), plan.size.width, plan.size.height))
@@ -141,9 +153,26 @@ Plan MakePlan(const RenderOptions& options, const EffectLibrary& library) {
     return plan;
 }
 
+void RenderShare(const Common& common, const RenderOptions& options) {
+    WorkForJobs([&](const std::vector<std::size_t>& frames, const FrameDone& done) {
+        const EffectLibrary library(LibraryPath(common));
+        Plan plan = MakePlan(options, library);
+        plan.project.sound = {};  // a copy out of a package is not needed here
+        const std::unique_ptr<FrameSink> own = plan.is_folder ? MakeSink(plan, options.out) : nullptr;
+        DrawFrames(common, plan, library, frames, [&](std::size_t frame, const Picture& picture) {
+            if (own) own->Write(frame, picture);
+            done(frame, own ? nullptr : &picture);
+        });
+    });
+}
+
 }  // namespace
 
 void Render(const Common& common, const RenderOptions& options) {
+    if (options.is_share) {
+        CatchInterrupts();
+        return RenderShare(common, options);
+    }
     RequireFile(options.in);
     const EffectLibrary library(LibraryPath(common));
     const Plan plan = MakePlan(options, library);
@@ -156,7 +185,7 @@ void Render(const Common& common, const RenderOptions& options) {
     {
         Progress progress(plan.frames.size());
         if (plan.jobs > 1) {
-            done = RunJobs(common, plan, library, options.out, sink, progress);
+            done = RunJobs(common, options, plan, sink, progress);
         } else {
             sink = MakeSink(plan, options.out);
             if (!plan.frames.empty()) done = RunAlone(common, plan, library, *sink, progress);

@@ -1,18 +1,20 @@
 #include "sound_text.h"
 
 #include <fmt/format.h>
-#include <unistd.h>
 
 #include <algorithm>
 #include <array>
 #include <cctype>
+#include <cerrno>
 #include <cstdint>
-#include <cstdlib>
+#include <cstdio>
 #include <filesystem>
 #include <fstream>
 #include <iterator>
 
 #include "cli/error.h"
+#include "cli/path.h"
+#include "cli/system.h"
 
 namespace host {
 namespace {
@@ -66,12 +68,12 @@ bool Decode(const std::string& text, std::string& bytes) {
 
 bool AppendSound(std::string& text, const std::string& path) {
     std::error_code error;
-    const auto size = fs::file_size(path, error);
+    const auto size = fs::file_size(cli::ToPath(path), error);
     std::ifstream in(path, std::ios::binary);
     if (error || !in) throw cli::Error(fmt::format("{}: cannot be read (sound)", path));
     if (size > kLargestPackedSound) return false;
     const std::string bytes{std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>()};
-    std::string extension = fs::path(path).extension().string();
+    std::string extension = cli::ToText(cli::ToPath(path).extension());
     if (!extension.empty()) extension.erase(0, 1);
     text += kBegin + (IsPlain(extension) && !extension.empty() ? extension : "sound") + " ";
     Encode(bytes, text);
@@ -79,22 +81,25 @@ bool AppendSound(std::string& text, const std::string& path) {
     return true;
 }
 
-TemporaryFile::TemporaryFile(const std::string& bytes, const std::string& extension)
-    : path_((fs::temp_directory_path() / ("osm_XXXXXX." + extension)).string()), owner_(::getpid()) {
-    const int file = ::mkstemps(path_.data(), static_cast<int>(extension.size()) + 1);
-    if (file < 0) throw cli::Error(fmt::format("{}: cannot be made for the package's sound", path_));
-    ::close(file);
-    std::ofstream out(path_, std::ios::binary);
-    out.write(bytes.data(), static_cast<std::streamsize>(bytes.size()));
-    if (!out.flush()) {
-        ::unlink(path_.c_str());
+TemporaryFile::TemporaryFile(const std::string& bytes, const std::string& extension) {
+    // Others use the folder too, and what once ended too early has left its files.
+    constexpr int kTries = 1000;
+    std::error_code error;
+    const fs::path folder = fs::temp_directory_path(error);
+    std::FILE* file = nullptr;
+    for (int i = 0; !file && i < kTries && (i == 0 || errno == EEXIST); ++i) {
+        path_ = cli::ToText(folder / fmt::format("osm_{}_{}.{}", cli::ProcessId(), i, extension));
+        file = cli::CreateFresh(path_);
+    }
+    if (!file) throw cli::Error(fmt::format("{}: cannot be made for the package's sound", path_));
+    const bool written = std::fwrite(bytes.data(), 1, bytes.size(), file) == bytes.size();
+    if (std::fclose(file) != 0 || !written) {
+        std::remove(path_.c_str());
         throw cli::Error(fmt::format("{}: cannot be written with the package's sound", path_));
     }
 }
 
-TemporaryFile::~TemporaryFile() {
-    if (owner_ == ::getpid()) ::unlink(path_.c_str());
-}
+TemporaryFile::~TemporaryFile() { std::remove(path_.c_str()); }
 
 std::shared_ptr<const TemporaryFile> TakeSound(std::string& text) {
     const std::string begin = kBegin, end = kEnd;

@@ -13,7 +13,7 @@ inline constexpr std::size_t kLargestPackedSound = std::size_t{96} << 20;  // by
 // and nothing appended, when it is larger than kLargestPackedSound.
 bool AppendSound(std::string& text, const std::string& path);
 
-// A file of the system's folder for such, taken away with its last owner in the process that made it.
+// A file of the system's folder for such, taken away with its last owner.
 class TemporaryFile {
   public:
     // Throws cli::Error when it cannot be written.
@@ -26,7 +26,6 @@ class TemporaryFile {
 
   private:
     std::string path_;
-    long owner_;
 };
 
 // Takes the sound off the end of a text and puts it into a file. Null, and the text as it was, when there is

@@ -10,6 +10,7 @@
 #include <utility>
 
 #include "cli/error.h"
+#include "cli/path.h"
 #include "sound_text.h"
 
 namespace host {
@@ -45,9 +46,9 @@ std::string PackageText(const std::string& path) {
 }  // namespace
 
 Project ReadSource(const std::string& path, const EffectLibrary& library, Mistakes& mistakes) {
-    if (std::filesystem::path(path).extension() == ".xml") return ReadProject(path, library, mistakes);
+    if (cli::ToPath(path).extension() == ".xml") return ReadProject(path, library, mistakes);
     const std::array<char, 4> magic = Magic(path);
-    if (magic == kPacked && std::filesystem::path(path).extension() != ".om2")
+    if (magic == kPacked && cli::ToPath(path).extension() != ".om2")
         throw cli::Error(
             fmt::format("{}: is no file to be played; osmplay export --loadable makes one", path));
     if (magic != kPackage)
@@ -63,7 +64,7 @@ Project ReadSource(const std::string& path, const EffectLibrary& library, Mistak
         project.sound.path = sound->Path();
         project.sound.packed = std::move(sound);
     } else {
-        project.sound.path = (std::filesystem::path(path).parent_path() / project.sound.path).string();
+        project.sound.path = cli::ToText(cli::ToPath(path).parent_path() / cli::ToPath(project.sound.path));
     }
     return project;
 }

@@ -1,22 +1,15 @@
 // Video by way of ffmpeg, which runs as a program of its own and is fed through a pipe.
-#include <fcntl.h>
 #include <fmt/format.h>
-#include <spawn.h>
-#include <sys/wait.h>
-#include <unistd.h>
 
 #include <array>
-#include <cerrno>
-#include <csignal>
-#include <cstring>
-#include <filesystem>
+#include <memory>
 #include <utility>
 
+#include "child_process.h"
 #include "cli/error.h"
+#include "cli/path.h"
 #include "cli/whole_file.h"
 #include "frame_sink.h"
-
-extern char** environ;
 
 namespace host {
 namespace {
@@ -25,7 +18,7 @@ constexpr std::array<std::pair<const char*, const char*>, 3> kContainers = {
     {{".mp4", "mp4"}, {".mkv", "matroska"}, {".mov", "mov"}}};
 
 const char* Container(const std::string& path) {
-    const std::string extension = std::filesystem::path(path).extension().string();
+    const std::string extension = cli::ToText(cli::ToPath(path).extension());
     for (const auto& [name, container] : kContainers)
         if (extension == name) return container;
     return nullptr;
@@ -73,103 +66,49 @@ class Video final : public FrameSink {
             throw cli::Error(fmt::format("{}: video takes an even width and height, not {}x{}", path,
                                          format.width, format.height));
         file_.CloseHandle();
-        errors_ = std::tmpfile();
-        int ends[2];
-        if (!errors_ || ::pipe2(ends, O_CLOEXEC) != 0)
-            throw cli::Error(fmt::format("ffmpeg cannot be started: {}", std::strerror(errno)));
-        const std::vector<std::string> arguments = Arguments(format, container, file_.Beside());
-        std::vector<char*> argv;
-        for (const std::string& argument : arguments) argv.push_back(const_cast<char*>(argument.c_str()));
-        argv.push_back(nullptr);
-        posix_spawn_file_actions_t actions;
-        posix_spawnattr_t attributes;
-        ::posix_spawn_file_actions_init(&actions);
-        ::posix_spawn_file_actions_adddup2(&actions, ends[0], STDIN_FILENO);
-        ::posix_spawn_file_actions_addopen(&actions, STDOUT_FILENO, "/dev/null", O_WRONLY, 0);
-        ::posix_spawn_file_actions_adddup2(&actions, ::fileno(errors_), STDERR_FILENO);
-        // A group of its own: Ctrl-C is for us to act on. And the signals as a program expects them.
-        ::posix_spawnattr_init(&attributes);
-        ::posix_spawnattr_setpgroup(&attributes, 0);
-        sigset_t defaults;
-        ::sigemptyset(&defaults);
-        ::sigaddset(&defaults, SIGPIPE);
-        ::posix_spawnattr_setsigdefault(&attributes, &defaults);
-        ::posix_spawnattr_setflags(&attributes, POSIX_SPAWN_SETPGROUP | POSIX_SPAWN_SETSIGDEF);
-        const int failure = ::posix_spawnp(&process_, "ffmpeg", &actions, &attributes, argv.data(), environ);
-        ::posix_spawn_file_actions_destroy(&actions);
-        ::posix_spawnattr_destroy(&attributes);
-        ::close(ends[0]);
-        in_ = ends[1];
-        if (failure != 0) {
-            process_ = -1;
-            Close();
+        ChildProcess::Plan plan;
+        plan.arguments = Arguments(format, container, file_.Beside());
+        plan.keeps_errors = true;
+        plan.sees_interrupts = false;  // Ctrl-C is for us to act on
+        try {
+            ffmpeg_ = std::make_unique<ChildProcess>(plan);
+        } catch (const cli::Error& error) {
             throw cli::Error(
                 fmt::format("{}: video needs the program ffmpeg, which cannot be started: {}; a folder "
                             "name in its place takes the frames as pictures",
-                            path, std::strerror(failure)));
+                            path, error.what()));
         }
     }
-    ~Video() override { Close(); }
+    ~Video() override {
+        if (!ffmpeg_) return;
+        ffmpeg_->Kill();
+        ffmpeg_.reset();  // lets go of the file that is then taken back
+    }
     Video(const Video&) = delete;
     Video& operator=(const Video&) = delete;
 
     void Write(std::size_t, const Picture& picture) override {
-        const std::uint8_t* data = picture.rgb.data();
-        for (std::size_t left = picture.rgb.size(); left > 0;) {
-            const ssize_t written = ::write(in_, data, left);
-            if (written < 0 && errno == EINTR) continue;
-            if (written <= 0) Fail();
-            data += written;
-            left -= static_cast<std::size_t>(written);
-        }
+        if (!ffmpeg_->Write(picture.rgb.data(), picture.rgb.size())) Fail();
     }
 
     void Finish() override {
-        ::close(std::exchange(in_, -1));
-        int status = 0;
-        while (::waitpid(process_, &status, 0) < 0 && errno == EINTR) {
-        }
-        process_ = -1;
-        if (!WIFEXITED(status) || WEXITSTATUS(status) != 0) Fail();
+        ffmpeg_->CloseInput();
+        if (!ffmpeg_->Wait()) Fail();
         file_.Commit();
     }
 
   private:
-    void Close() {
-        if (in_ >= 0) ::close(std::exchange(in_, -1));
-        if (process_ > 0) {
-            ::kill(process_, SIGKILL);
-            while (::waitpid(process_, nullptr, 0) < 0 && errno == EINTR) {
-            }
-            process_ = -1;
-        }
-        if (errors_) std::fclose(std::exchange(errors_, nullptr));
-    }
-
     // With what ffmpeg said last.
     [[noreturn]] void Fail() {
-        if (in_ >= 0) ::close(std::exchange(in_, -1));
-        if (process_ > 0) {
-            while (::waitpid(process_, nullptr, 0) < 0 && errno == EINTR) {
-            }
-            process_ = -1;
-        }
-        std::string last;
-        std::rewind(errors_);
-        char line[1000];
-        while (std::fgets(line, sizeof line, errors_)) {
-            std::string text = line;
-            while (!text.empty() && (text.back() == '\n' || text.back() == '\r')) text.pop_back();
-            if (!text.empty()) last = text;
-        }
+        ffmpeg_->CloseInput();
+        ffmpeg_->Wait();
+        const std::string last = ffmpeg_->LastError();
         throw cli::Error(
             fmt::format("ffmpeg cannot make the video: {}", last.empty() ? "it ended without a word" : last));
     }
 
     cli::WholeFile file_;
-    std::FILE* errors_ = nullptr;
-    int in_ = -1;
-    pid_t process_ = -1;
+    std::unique_ptr<ChildProcess> ffmpeg_;
 };
 
 }  // namespace
