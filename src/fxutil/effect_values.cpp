@@ -121,6 +121,7 @@ u32 EffectValues::Find(u32 parent, std::string_view path) const {
             if (found == names_.end()) return kNoNode;
             node = found->second;
         } else {
+            if (nodes_[node].elements == 1) node = nodes_[node].first_child;
             const EffectNode& structure = nodes_[node];
             if (structure.elements > 0) return kNoNode;
             u32 child = 0;

@@ -48,7 +48,8 @@ class EffectValues {
     u32 Count() const { return static_cast<u32>(nodes_.size()); }
     u32 ParameterCount() const { return parameters_; }
     const EffectNode& Node(u32 node) const { return nodes_[node]; }
-    /// "name", "name.member", "name[2].member"; below `parent` unless that is kNoNode. kNoNode for none.
+    /// "name", "name.member", "name[2].member"; below `parent` unless that is kNoNode. kNoNode for none. The
+    /// index of an array of one may be left out: tables of constants do not tell it from a plain structure.
     u32 Find(u32 parent, std::string_view path) const;
     u32 FindSemantic(u32 parent, std::string_view semantic) const;
     u32 FindAnnotation(u32 first, u32 count, std::string_view name) const;
