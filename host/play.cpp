@@ -6,9 +6,9 @@
 #include <algorithm>
 #include <chrono>
 #include <cmath>
-#include <filesystem>
 
 #include "cli/error.h"
+#include "cli/path.h"
 #include "platform/system/window.h"
 #include "png_file.h"
 #include "posix/platform_window.h"
@@ -37,7 +37,7 @@ PlayWindow::PlayWindow(const Common& common, const PlayOptions& options)
       samples_(options.samples),
       project_((RequireFile(path_), std::make_unique<Project>(ReadSource(path_, library_)))),
       module_(ModulePath(common)),
-      file_name_(std::filesystem::path(options.in).filename().string()),
+      file_name_(cli::ToText(cli::ToPath(options.in).filename())),
       is_bench_(options.bench) {
     if (samples_) project_->samples = *samples_;
     WarnOfSize(*project_, {project_->width, project_->height});
@@ -200,8 +200,7 @@ bool PlayWindow::HasDevice() {
 
 void PlayWindow::SaveStill() {
     if (!player_) return;
-    const std::string path =
-        fmt::format("{}_{:06}.png", std::filesystem::path(path_).stem().string(), frame_);
+    const std::string path = fmt::format("{}_{:06}.png", cli::ToText(cli::ToPath(path_).stem()), frame_);
     try {
         WritePng(path, player_->Grab());
         Say("saved " + path);

@@ -5,6 +5,8 @@
 #include <algorithm>
 #include <set>
 
+#include "cli/path.h"
+
 namespace host {
 namespace {
 
@@ -19,7 +21,7 @@ fs::path FolderOf(const fs::path& file) {
 }
 
 std::string KeyOf(const fs::path& file) {
-    return (FolderOf(file) / file.filename()).lexically_normal().string();
+    return cli::ToText((FolderOf(file) / file.filename()).lexically_normal());
 }
 
 }  // namespace
@@ -44,14 +46,14 @@ void FileSnapshot::AddNamed(const fs::path& file) {
 }
 
 FileSnapshot::FileSnapshot(const std::string& project_path, const Project& project) {
-    std::vector<fs::path> named{project_path};
+    std::vector<fs::path> named{cli::ToPath(project_path)};
     if (project.package.empty()) {
-        for (const DataItem& item : project.data) named.emplace_back(item.path);
-        if (!project.sound.path.empty()) named.emplace_back(project.sound.path);
+        for (const DataItem& item : project.data) named.push_back(cli::ToPath(item.path));
+        if (!project.sound.path.empty()) named.push_back(cli::ToPath(project.sound.path));
     }
     std::set<std::string> folders;
     for (const fs::path& file : named)
-        if (folders.insert(FolderOf(file).lexically_normal().string()).second) AddFolder(FolderOf(file));
+        if (folders.insert(cli::ToText(FolderOf(file).lexically_normal())).second) AddFolder(FolderOf(file));
     for (const fs::path& file : named) AddNamed(file);
 }
 
@@ -61,10 +63,10 @@ std::vector<std::string> FileSnapshot::Changed(const FileSnapshot& before, const
         const auto old = before.files_.find(key);
         const bool is_new = old == before.files_.end();
         if (is_new ? stamp.is_named : !(old->second == stamp))
-            changed.insert(fs::path(key).filename().string());
+            changed.insert(cli::ToText(cli::ToPath(key).filename()));
     }
     for (const auto& [key, stamp] : before.files_)
-        if (!now.files_.contains(key)) changed.insert(fs::path(key).filename().string());
+        if (!now.files_.contains(key)) changed.insert(cli::ToText(cli::ToPath(key).filename()));
     return {changed.begin(), changed.end()};
 }
 

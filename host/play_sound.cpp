@@ -3,7 +3,7 @@
 #include <fmt/format.h>
 
 #include "driver/sound_player.h"
-#include "platform/sound/sound_file.h"
+#include "sound_format.h"
 
 namespace host {
 namespace {
@@ -14,6 +14,7 @@ constexpr float kResolution = 200;
 }  // namespace
 
 std::unique_ptr<PlaySound> PlaySound::Start(Module& module) {
+    if (!HasSoundLibrary()) return nullptr;
     osm3d::SoundPlayerFMOD* player = module.Driver().GetSoundPlayer();
     if (!player || !player->Init()) return nullptr;
     return std::unique_ptr<PlaySound>(new PlaySound(*player));
@@ -25,18 +26,18 @@ bool PlaySound::Open(const std::string& path, std::string& why) {
     length_ = 0;
     envelope_ = {};
     // Looked at first: the module's player tells of a failure in a box of its own.
-    const std::unique_ptr<platform::SoundFile> file = platform::SoundFile::Open(path);
-    if (!file) {
+    const std::optional<SoundFormat> format = ReadSoundFormat(path);
+    if (!format) {
         why = fmt::format("{}: cannot be read as a sound file", path);
         return false;
     }
     player_.OpenTrack(path);
-    const double rate = file->rate();
-    length_ = static_cast<double>(file->frames()) / rate;
+    length_ = format->length;
     player_.BuildEnvelope(&envelope_.peaks, path, kResolution);
     // The second half lies past the file's end.
     envelope_.peaks.resize((envelope_.peaks.size() + 1) / 2);
-    envelope_.per_second = rate / static_cast<double>(static_cast<int>(44100.0f / (kResolution * 0.5f)));
+    envelope_.per_second =
+        format->rate / static_cast<double>(static_cast<int>(44100.0f / (kResolution * 0.5f)));
     return true;
 }
 
