@@ -51,7 +51,8 @@ struct EngineCase {
     std::vector<double> times = {0};  // of a still: key units of a scene, seconds of a project
     unsigned frames = 1;              // of a rendering: how many the project has
     unsigned width = 160, height = 120;
-    unsigned samples = 0;  // 0, 2 or 4 a pixel
+    unsigned samples = 0;            // 0, 2 or 4 a pixel
+    unsigned reference_samples = 0;  // what the reference takes in their place, when its driver lacks them
     int camera = -1;       // of a scene; below 0 its own
     bool is_scene = false;
     Bounds bounds = {};  // another one than the default says why

@@ -16,7 +16,8 @@ using conformance::Kind;
 
 std::string Options(const EngineCase& entry) {
     std::string options = "--size " + std::to_string(entry.width) + "x" + std::to_string(entry.height);
-    if (entry.samples > 0) options += " --samples " + std::to_string(entry.samples);
+    const unsigned samples = entry.reference_samples > 0 ? entry.reference_samples : entry.samples;
+    if (samples > 0) options += " --samples " + std::to_string(samples);
     return options;
 }
 

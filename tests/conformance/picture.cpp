@@ -49,13 +49,24 @@ bool ReadPng(const std::string& path, Picture& picture) {
     return png_image_finish_read(&image, nullptr, picture.pixels.data(), 0, nullptr) != 0;
 }
 
-bool WritePng(const std::string& path, const Picture& picture) {
+bool WritePng(const std::string& path, const Picture& picture, bool with_alpha) {
     png_image image = {};
     image.version = PNG_IMAGE_VERSION;
     image.width = picture.width;
     image.height = picture.height;
-    image.format = PNG_FORMAT_BGRA;
-    return png_image_write_to_file(&image, path.c_str(), 0, picture.pixels.data(), 0, nullptr) != 0;
+    if (with_alpha) {
+        image.format = PNG_FORMAT_BGRA;
+        return png_image_write_to_file(&image, path.c_str(), 0, picture.pixels.data(), 0, nullptr) != 0;
+    }
+    image.format = PNG_FORMAT_BGR;
+    std::vector<std::uint8_t> colors;
+    colors.reserve(3 * picture.pixels.size());
+    for (const std::uint32_t pixel : picture.pixels) {
+        for (int channel = 0; channel < 3; ++channel) {
+            colors.push_back(static_cast<std::uint8_t>(Channel(pixel, channel)));
+        }
+    }
+    return png_image_write_to_file(&image, path.c_str(), 0, colors.data(), 0, nullptr) != 0;
 }
 
 bool ReadRaw(const std::string& path, Picture& picture) {

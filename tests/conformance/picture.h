@@ -19,9 +19,9 @@ struct Picture {
     }
 };
 
-/// False when the file cannot be read or written.
+/// False when the file cannot be read or written. Alpha of a file without it reads as 255.
 bool ReadPng(const std::string& path, Picture& picture);
-bool WritePng(const std::string& path, const Picture& picture);
+bool WritePng(const std::string& path, const Picture& picture, bool with_alpha = true);
 /// A picture as the golden runner writes it.
 bool ReadRaw(const std::string& path, Picture& picture);
 
