@@ -202,7 +202,7 @@ void ReadTexels(const TexelFormat& format, const u8* source, const u32* palette,
         return;
     }
     const auto channel = [](u64 texel, ChannelBits c) {
-        return c.width ? u32{kWiden[c.width][Field(texel, c)]} : 0xffu;
+        return c.width ? u32{kWiden[c.width][static_cast<std::size_t>(Field(texel, c))]} : 0xffu;
     };
     for (u32 i = 0; i < count; ++i, source += bytes) {
         const u64 texel = LoadTexel(source, bytes);
