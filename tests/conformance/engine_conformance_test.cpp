@@ -3,7 +3,6 @@
 #include <gtest/gtest.h>
 
 #include <filesystem>
-#include <map>
 #include <set>
 
 #include "conformance/engine_native.h"
@@ -35,19 +34,18 @@ TEST_P(EngineConformance, DrawsTheGoldenPictures) {
 INSTANTIATE_TEST_SUITE_P(Cases, EngineConformance, testing::ValuesIn(AllEngineCases()),
                          [](const testing::TestParamInfo<EngineCase>& entry) { return entry.param.name; });
 
-// A picture without a case is a case that somebody lost, and two cases with one picture are one too many.
-TEST(EngineGoldens, BelongToACaseAndDiffer) {
+// Pictures of one colour prove nothing, and a picture without a case is a case that somebody lost.
+TEST(EngineGoldens, ShowSomethingAndBelongToACase) {
     std::set<std::string> names;
-    std::map<std::vector<std::uint32_t>, std::string> seen;
     for (const EngineCase& entry : AllEngineCases()) {
+        std::set<std::uint32_t> colors;
         for (unsigned i = 0; i < entry.PictureCount(); ++i) {
-            const std::string name = entry.PictureName(i);
-            EXPECT_TRUE(names.insert(name).second) << name << " twice";
+            EXPECT_TRUE(names.insert(entry.PictureName(i)).second) << entry.PictureName(i) << " twice";
             Picture golden;
-            ASSERT_TRUE(ReadPng(EngineGolden(name), golden)) << name;
-            const auto [other, is_new] = seen.try_emplace(golden.pixels, name);
-            EXPECT_TRUE(is_new || entry.samples > 0) << name << " is the picture of " << other->second;
+            ASSERT_TRUE(ReadPng(EngineGolden(entry.PictureName(i)), golden)) << entry.PictureName(i);
+            colors.insert(golden.pixels.begin(), golden.pixels.end());
         }
+        EXPECT_GT(colors.size(), 1u) << entry.name;
     }
     for (const auto& file : std::filesystem::directory_iterator(OSM_GOLDEN_DIR "/engine")) {
         EXPECT_EQ(names.count(file.path().stem().string()), 1u) << file.path();
