@@ -9,9 +9,7 @@
 
 #include "cli/error.h"
 #include "cli/path.h"
-#include "platform/system/window.h"
 #include "png_file.h"
-#include "posix/platform_window.h"
 #include "source.h"
 
 namespace host {
