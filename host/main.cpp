@@ -19,6 +19,7 @@ constexpr int kInterruptedStatus = 130;
 int main(int argc, char** argv) {
     cli::PrepareStreams();
     CLI::App app{"Renders .om2 scenes and projects through the osmDriver module", "osmplay"};
+    app.allow_windows_style_options(false);  // "/a/file" is a file on any system
     app.require_subcommand(1);
 
     host::Common common;

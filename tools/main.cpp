@@ -11,6 +11,7 @@
 int main(int argc, char** argv) {
     cli::PrepareStreams();
     CLI::App app{"Looks into, checks, converts and makes .om2 scene files", "om2"};
+    app.allow_windows_style_options(false);  // "/a/file" is a file on any system
     app.require_subcommand(1);
 
     std::string in, out;
