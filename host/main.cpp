@@ -95,7 +95,7 @@ int main(int argc, char** argv) {
     } catch (const CLI::ParseError& error) {
         return app.exit(error) == 0 ? 0 : 2;
     }
-    if (!*play_command) host::KeepMessagesOffScreen();
+    host::KeepMessagesOffScreen();
     try {
         if (!size.empty()) still.size = render.size = host::ParseSize(size);
         if (*still_command) host::Still(common, still);
