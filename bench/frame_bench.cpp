@@ -4,38 +4,24 @@
 
 #include <cstdlib>
 #include <filesystem>
-#include <fstream>
 #include <memory>
 
 #include "bench.h"
 #include "driver/driver.h"
 #include "effects/simple_effects.h"
+#include "mesh_scene.h"
 #include "platform/system/window.h"
 #include "support/allocations.h"
 #include "support/engine_device.h"
-#include "support/om2_scene.h"
 #include "support/recording_device.h"
 
 namespace bench {
 namespace {
 
 std::string WriteScene() {
-    om2::SceneFile scene;
-    constexpr int kMaterials = 20, kMeshes = 2000;
-    static int ids[kMaterials];
-    for (int i = 0; i < kMaterials; ++i)
-        scene.Glowing(ids[i], {static_cast<float>(i) / kMaterials, 0.5f, 1, 1}, i % 5 == 4 ? 4 : 1);
-    for (int i = 0; i < kMeshes; ++i) {
-        const auto x = static_cast<float>(i % 50), y = static_cast<float>(i / 50);
-        scene.Mesh(om2::Quad(-0.05f, -0.05f, 0.05f, 0.05f), scene.Ref(ids[i % kMaterials]), [&scene, x, y] {
-            scene.file.Placement({(x - 25) * 0.2f, (y - 20) * 0.2f, 0});
-        });
-    }
     const std::string path =
         (std::filesystem::temp_directory_path() / fmt::format("osm_frames_{}.om2", ::getpid())).string();
-    const std::vector<std::uint8_t>& bytes = scene.Bytes();
-    std::ofstream(path, std::ios::binary)
-        .write(reinterpret_cast<const char*>(bytes.data()), static_cast<std::streamsize>(bytes.size()));
+    WriteMeshScene(path);
     return path;
 }
 

@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "bench.h"
+#include "mesh_scene.h"
 
 namespace bench {
 namespace {
@@ -55,6 +56,10 @@ bool AllKept() { return all_kept; }
 }  // namespace bench
 
 int main(int argc, char** argv) {
+    if (argc == 3 && !std::strcmp(argv[1], "--mesh-scene")) {  // for what times it elsewhere
+        bench::WriteMeshScene(argv[2]);
+        return 0;
+    }
     const auto chosen = [&](const char* name) { return argc < 2 || !std::strcmp(argv[1], name); };
     if (chosen("load")) bench::Loading();
     if (chosen("device")) bench::Device();

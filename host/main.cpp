@@ -4,13 +4,14 @@
 #include <CLI/CLI.hpp>
 #include <cstdio>
 #include <exception>
+#include <optional>
 #include <string>
 
 #include "cli/system.h"
 #include "commands.h"
+#include "frame_rate.h"
 #include "interrupt.h"
 #include "play.h"
-#include "system.h"
 
 // As a shell has it of a program that Ctrl-C ends.
 constexpr int kInterruptedStatus = 130;
@@ -30,6 +31,10 @@ int main(int argc, char** argv) {
     app.fallthrough();
 
     std::string size;
+    const auto add_samples = [](CLI::App* command, std::optional<unsigned>& samples) {
+        command->add_option("--samples", samples, "2 or 4 a pixel, 0 for none; else the project's")
+            ->check(CLI::IsMember({0u, 2u, 4u}));
+    };
     host::StillOptions still;
     CLI::App* still_command = app.add_subcommand("still", "one picture of a scene or a project");
     still_command->add_option("FILE", still.in, "a scene (.om2) or a project (.xml)")->required();
@@ -39,6 +44,7 @@ int main(int argc, char** argv) {
     still_command->add_option("--camera", still.camera, "which of the scene's cameras; else its own")
         ->check(CLI::NonNegativeNumber);
     still_command->add_option("--size", size, "WIDTHxHEIGHT; else the project's, or 640x480");
+    add_samples(still_command, still.samples);
     still_command->add_flag("--profile", still.profile, "print where the frame's time went");
 
     host::PlayOptions play;
@@ -47,6 +53,7 @@ int main(int argc, char** argv) {
     play_command->add_flag("--paused", play.is_paused, "stand at the first frame; space plays");
     play_command->add_flag("--loop", play.is_looping, "begin anew at the end");
     play_command->add_flag("--full-screen", play.is_full_screen, "as the F key does");
+    add_samples(play_command, play.samples);
     play_command->add_flag("--bench", play.bench, "show every frame without waiting, and print what they took");
     play_command->footer(
         "Keys: space plays and pauses; left, right a second, with shift a frame; up, down to the cut before and\n"
@@ -65,10 +72,23 @@ int main(int argc, char** argv) {
         ->check(CLI::Range(1.0, 1000.0));
     render_command->add_option("--frames", render.frames, "A:B, the frames from A up to, not including, B");
     render_command->add_option("--size", size, "WIDTHxHEIGHT; else the project's");
+    add_samples(render_command, render.samples);
     render_command->add_option("--jobs", render.jobs, "so many processes draw, the frames by turns")
         ->check(CLI::Range(1, 64));
     render_command->add_flag("--resume", render.resume, "keep the frames that are in the folder already");
     render_command->add_flag("--share", render.is_share)->group("");  // for processes of --jobs
+
+    host::BenchOptions bench;
+    CLI::App* bench_command = app.add_subcommand("bench", "how many frames a second are drawn, without output");
+    bench_command->add_option("FILE", bench.in, "a project (.xml), a package or a scene (.om2)")->required();
+    bench_command->add_option("--frames", bench.frames, "A:B, or several such ranges with commas between");
+    bench_command->add_option("--every", bench.every, "one in so many of the frames")
+        ->check(CLI::Range(1, 1000000));
+    bench_command->add_option("--rounds", bench.rounds, "so many times over, after one that is not counted")
+        ->check(CLI::Range(1, 1000))
+        ->capture_default_str();
+    bench_command->add_option("--size", size, "WIDTHxHEIGHT; else the project's, or 640x480");
+    bench_command->add_flag("--profile", bench.profile, "print where the frames' time went");
 
     host::ExportOptions exported;
     CLI::App* export_command = app.add_subcommand("export", "a project and its data in one file");
@@ -95,12 +115,12 @@ int main(int argc, char** argv) {
     } catch (const CLI::ParseError& error) {
         return app.exit(error) == 0 ? 0 : 2;
     }
-    host::KeepMessagesOffScreen();
     try {
-        if (!size.empty()) still.size = render.size = host::ParseSize(size);
+        if (!size.empty()) still.size = render.size = bench.size = host::ParseSize(size);
         if (*still_command) host::Still(common, still);
         if (*play_command) host::Play(common, play);
         if (*render_command) host::Render(common, render);
+        if (*bench_command) host::Bench(common, bench);
         if (*export_command) host::Export(common, exported);
         if (*envelope_command) host::PrintPeaks(common, peaks);
         if (*check_command) host::Check(common, checked);

@@ -4,6 +4,7 @@
 
 #include "cli/error.h"
 #include "cli/path.h"
+#include "platform/system/system.h"
 #include "system.h"
 
 namespace host {
@@ -13,6 +14,8 @@ Module::Module(const std::string& path) {
     if (!get)
         throw cli::Error(fmt::format("{}: is not the module: it has no {}", path, osm3d::kGetDriverName));
     driver_ = get();
+    driver_->SetMessageHandler(
+        [](const char* text, const char* caption, u32) { platform::PrintMessage(text, caption); });
 }
 
 std::string ProgramFolder() {

@@ -18,8 +18,4 @@ Function LoadFunction(const std::string& path, const char* name);
 std::string ProgramPath();
 std::string OwnProgram();
 
-// From here on, what the module has to say to a person comes as a line on standard error, even where the
-// system has message boxes for it: those would keep this thread waiting for somebody.
-void KeepMessagesOffScreen();
-
 }  // namespace host

@@ -29,6 +29,4 @@ std::string ProgramPath() {
 
 std::string OwnProgram() { return kOwnProgram; }
 
-void KeepMessagesOffScreen() {}
-
 }  // namespace host

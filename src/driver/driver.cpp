@@ -6,6 +6,7 @@
 
 #include "driver/animation_export.h"
 #include "driver/animation_package.h"
+#include "platform/system/system.h"
 #include "trace/tracer.h"
 
 namespace osm3d {
@@ -81,6 +82,16 @@ void Driver::ExportAnimation(HostDocument* document, const std::string& path) {
 
 bool Driver::ExportLoadable(HostDocument* document, const std::string& path) {
     return ExportPackage(document, path, PackageForm::kChunks);
+}
+
+void Driver::SetMessageHandler(MessageHandler handler) {
+    if (!handler) {
+        platform::SetMessageBoxHandler({});
+        return;
+    }
+    platform::SetMessageBoxHandler([handler](const std::string& text, const std::string& caption, u32 icon) {
+        handler(text.c_str(), caption.c_str(), icon);
+    });
 }
 
 void Driver::LoadAnimation(const std::string& path, std::string& text) {

@@ -23,6 +23,10 @@ namespace osm3d {
 
 class LoadedAnimation;
 
+/// Shows a text to a person. `icon` is 48 for a warning, 64 for information, 0 for none, as message boxes
+/// number them. The texts hold only during the call.
+using MessageHandler = void (*)(const char* text, const char* caption, u32 icon);
+
 /// The order of the operations is part of the module's interface. All calls come on the host's one thread.
 /// The host deletes the effects (or calls Release) and data objects that it gets.
 class Driver {
@@ -77,6 +81,10 @@ class Driver {
     /// ExportAnimation in the form that LoadAnimation reads. False when nothing was written. Effect texts
     /// stay files of their own; the person is told of each.
     virtual bool ExportLoadable(HostDocument* document, const std::string& path);
+
+    /// Has `handler` show what the module tells a person, in place of message boxes that wait until somebody
+    /// closes them; null brings these back.
+    virtual void SetMessageHandler(MessageHandler handler);
 
     /// The targets that effects share.
     RenderTargetPool& GetRenderTargetPool() { return renderTargetPool; }

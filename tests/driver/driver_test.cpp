@@ -70,6 +70,20 @@ TEST(Driver, SaysWhatItIs) {
     EXPECT_EQ(factory.alive, 0);
 }
 
+TEST(Driver, TellsTheHostsHandlerWhatAPersonShouldKnow) {
+    static std::string told;
+    Driver driver;
+    driver.SetMessageHandler([](const char* text, const char* caption, u32 icon) {
+        told += std::string(caption) + "|" + text + "|" + std::to_string(icon);
+    });
+    std::string text = "as it was";
+    driver.LoadAnimation("there/is/none.osm", text);
+    driver.SetMessageHandler(nullptr);
+    EXPECT_NE(told.find("\"there/is/none.osm\" cannot be loaded"), std::string::npos) << told;
+    EXPECT_NE(told.find("|48"), std::string::npos) << told;
+    EXPECT_EQ(text, "as it was");
+}
+
 TEST(Driver, LoadsDataByItsExtension) {
     support::EngineDevice engine;
     Driver driver;

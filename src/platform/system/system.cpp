@@ -1,6 +1,7 @@
 #include "platform/system/system.h"
 
 #include <chrono>
+#include <cstdio>
 #include <cstdlib>
 #include <map>
 #include <utility>
@@ -43,6 +44,14 @@ void ShowMessageBox(const std::string& text, const std::string& caption, u32 ico
 
 MessageBoxHandler SetMessageBoxHandler(MessageBoxHandler handler) {
     return std::exchange(BoxHandler(), std::move(handler));
+}
+
+void PrintMessage(const std::string& text, const std::string& caption) {
+    std::string line = caption + ": " + text;
+    for (char& character : line) {
+        if (static_cast<unsigned char>(character) < 0x20 || character == 0x7f) character = ' ';
+    }
+    std::fprintf(stderr, "%s\n", line.c_str());
 }
 
 void DebugString(const std::string& text) {

@@ -23,6 +23,9 @@ void ShowMessageBox(const std::string& text, const std::string& caption, u32 ico
 /// handler that was there.
 MessageBoxHandler SetMessageBoxHandler(MessageBoxHandler handler);
 
+/// One line on standard error, "caption: text".
+void PrintMessage(const std::string& text, const std::string& caption);
+
 using DebugStringHandler = std::function<void(const std::string& text)>;
 
 /// Hands a text to a debugger, if one listens.

@@ -1,18 +1,14 @@
 #ifndef _WIN32
 
 #include <chrono>
-#include <cstdio>
 
+#include "platform/system/system.h"
 #include "platform/system/system_detail.h"
 
 namespace platform::detail {
 
 void SystemMessageBox(const std::string& text, const std::string& caption, u32) {
-    std::string line = caption + ": " + text;
-    for (char& character : line) {
-        if (static_cast<unsigned char>(character) < 0x20 || character == 0x7f) character = ' ';
-    }
-    std::fprintf(stderr, "%s\n", line.c_str());
+    PrintMessage(text, caption);
 }
 
 void SystemDebugString(const std::string&) {}
