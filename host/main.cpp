@@ -12,6 +12,7 @@
 #include "frame_rate.h"
 #include "interrupt.h"
 #include "play.h"
+#include "system.h"
 
 // As a shell has it of a program that Ctrl-C ends.
 constexpr int kInterruptedStatus = 130;
@@ -115,6 +116,7 @@ int main(int argc, char** argv) {
     } catch (const CLI::ParseError& error) {
         return app.exit(error) == 0 ? 0 : 2;
     }
+    host::KeepMessagesOffScreen();
     try {
         if (!size.empty()) still.size = render.size = bench.size = host::ParseSize(size);
         if (*still_command) host::Still(common, still);

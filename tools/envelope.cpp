@@ -50,7 +50,8 @@ Bytes Unpack(const std::string& path, const std::uint8_t* data, std::size_t size
     bz_stream stream{};
     if (BZ2_bzDecompressInit(&stream, 0, 0) != BZ_OK)
         throw cli::Error(fmt::format("{}: no memory to unpack", path));
-    std::unique_ptr<bz_stream, int (*)(bz_stream*)> end(&stream, &BZ2_bzDecompressEnd);
+    const auto finish = [](bz_stream* opened) { BZ2_bzDecompressEnd(opened); };
+    const std::unique_ptr<bz_stream, decltype(finish)> end(&stream, finish);
     stream.next_in = reinterpret_cast<char*>(const_cast<std::uint8_t*>(data));
     stream.avail_in = static_cast<unsigned>(size);
     Bytes out;
