@@ -33,7 +33,7 @@ void MakeShadowHall(const std::string& path);
 void MakeMirrorHall(const std::string& path);
 
 // Lights in globes of glass on the water. The glass is drawn by `effect`, the path of glass.fx as the scene
-// will name it.
+// will name it; with an empty one a plain material stands in.
 void MakeFloats(const std::string& path, const std::string& effect);
 
 // A whale that swims over the clouds at night, moved by its bones.
@@ -43,6 +43,6 @@ void MakeWhale(const std::string& path);
 void MakeMeadow(const std::string& path);
 
 // Lanterns along a jetty, the near ones in focus first, then the far ones.
-void MakeJetty(const std::string& path);
+void MakeJetty(const std::string& path, bool has_focus);
 
 }  // namespace demo

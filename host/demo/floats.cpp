@@ -48,7 +48,7 @@ class Floats {
             return kTints[std::min(static_cast<std::size_t>(u * 8), kTints.size() - 1)];
         }));
         paints.layers = {cube, tints};
-        glass_ = stage_.Effect(effect, stage_.Within(paints));
+        glass_ = effect.empty() ? stage_.Material(paints) : stage_.Effect(effect, stage_.Within(paints));
 
         Look rope;
         rope.specular = {0.1f, 0.1f, 0.1f, 1};

@@ -29,7 +29,7 @@ float SharpAt(float time) { return Mix(2.3f, 27.0f, Eased(0.7f, kJettyShot - 0.7
 
 class Jetty {
   public:
-    void Make(const std::string& path) {
+    void Make(const std::string& path, bool has_focus) {
         eye_ = stage_.Moving(stage_.Root(), Sampled<vect3>(0, kTo, kFrame, Eye));
         stage_.BackgroundCube(NightSky(512, {0.27f, 0.22f, 0.38f, 1}, true));
         glow_ = stage_.Picture(GlowPicture(0.5f));
@@ -60,11 +60,12 @@ class Jetty {
         HierarchyNode* node = stage_.Moving(stage_.Root(), Sampled<vect3>(0, kTo, kFrame, Eye));
         node->target = stage_.Moving(stage_.Root(), Sampled<vect3>(0, kTo, kFrame, Aim));
         osm3d::CameraSimple* camera = stage_.Camera(node, Still(0.80f), 0.2f, 2000, 2000);
-        stage_.Focus(
-            camera,
-            Sampled<float>(0, kTo, 0.1f,
-                           [](float t) { return Mix(1.0f, 0.85f, Eased(0.7f, kJettyShot - 0.7f, t)); }),
-            Sampled<float>(0, kTo, kFrame, SharpAt));
+        if (has_focus)
+            stage_.Focus(
+                camera,
+                Sampled<float>(0, kTo, 0.1f,
+                               [](float t) { return Mix(1.0f, 0.85f, Eased(0.7f, kJettyShot - 0.7f, t)); }),
+                Sampled<float>(0, kTo, kFrame, SharpAt));
         stage_.Save(path);
     }
 
@@ -248,6 +249,6 @@ class Jetty {
 
 }  // namespace
 
-void MakeJetty(const std::string& path) { Jetty().Make(path); }
+void MakeJetty(const std::string& path, bool has_focus) { Jetty().Make(path, has_focus); }
 
 }  // namespace demo

@@ -1,4 +1,5 @@
-// Makes the demo's scenes, pictures and music: make_demo FOLDER.
+// Makes the demo's scenes, pictures and music: make_demo [--plain] FOLDER. With --plain nothing in them needs shaders,
+// for machines whose Direct3D has no compiler for them: no depth of field, and glass.fx is not named.
 #include <cstdio>
 #include <exception>
 #include <filesystem>
@@ -47,12 +48,13 @@ void MakePictures(const std::string& folder) {
 }  // namespace
 
 int main(int argc, char** argv) {
-    if (argc != 2) {
-        std::fprintf(stderr, "usage: make_demo FOLDER\n");
+    const bool is_plain = argc == 3 && std::string(argv[1]) == "--plain";
+    if (argc != (is_plain ? 3 : 2)) {
+        std::fprintf(stderr, "usage: make_demo [--plain] FOLDER\n");
         return 2;
     }
     try {
-        const std::string folder = argv[1];
+        const std::string folder = argv[argc - 1];
         std::filesystem::create_directories(folder);
         MakeIsland(folder + "/island.om2");
         MakeClockwork(folder + "/clockwork.om2");
@@ -61,8 +63,9 @@ int main(int argc, char** argv) {
         MakeWhale(folder + "/whale.om2");
         MakeMeadow(folder + "/meadow.om2");
         // An effect is opened where the program runs that plays the scene.
-        MakeFloats(folder + "/floats.om2", std::filesystem::absolute(folder + "/glass.fx").string());
-        MakeJetty(folder + "/jetty.om2");
+        MakeFloats(folder + "/floats.om2",
+                   is_plain ? "" : std::filesystem::absolute(folder + "/glass.fx").string());
+        MakeJetty(folder + "/jetty.om2", !is_plain);
         MakePictures(folder);
         SaveWav(folder + "/music.wav", Music());
     } catch (const std::exception& error) {
