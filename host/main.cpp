@@ -116,7 +116,6 @@ int main(int argc, char** argv) {
     } catch (const CLI::ParseError& error) {
         return app.exit(error) == 0 ? 0 : 2;
     }
-    host::KeepMessagesOffScreen();
     try {
         if (!size.empty()) still.size = render.size = bench.size = host::ParseSize(size);
         if (*still_command) host::Still(common, still);
