@@ -51,8 +51,8 @@ void GeometryWeighted::Initialize() {
     if (drawnVertices != 0) {
         vertexBuffer = context->CreateVertexBuffer(kFvf, sizeof(DeviceVertex), drawnVertices, false);
     }
-    // Room for a third of the indices. A device that minds refuses the lock below; one that does not has laid
-    // the buffer out larger than was asked for.
+    // Room for a third of the indices. What a device does about the lock of all of them is its own affair;
+    // UploadIndices writes nothing past the end.
     if (drawnTriangles != 0) indexBuffer = context->CreateIndexBuffer(drawnTriangles, false);
     UploadVertices();
     UploadIndices();
@@ -82,9 +82,11 @@ void GeometryWeighted::UploadIndices() {
     const u32 bytes = drawnTriangles * u32{sizeof(Triangle)};
     indicesUploaded = false;
     if (!indexBuffer || FAILED(indexBuffer->Lock(0, bytes, &data, 0)) || data == nullptr) return;
-    std::memcpy(data, triangles.data(), bytes);
+    D3DINDEXBUFFER_DESC desc{};
+    const bool fits = SUCCEEDED(indexBuffer->GetDesc(&desc)) && desc.Size >= bytes;
+    if (fits) std::memcpy(data, triangles.data(), bytes);
     indexBuffer->Unlock();
-    indicesUploaded = true;
+    indicesUploaded = fits;
 }
 
 void GeometryWeighted::Draw() {
