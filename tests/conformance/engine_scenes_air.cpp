@@ -17,7 +17,7 @@ MaterialSimple* Stone(SceneMaker& maker) {
     return stone;
 }
 
-// Boxes into the distance over a floor of one quad, whose fog runs straight between its corners.
+// Boxes into the distance over a floor of many quads: fog is worked out at their corners.
 void Avenue(SceneMaker& maker) {
     maker.Ambient({0.3f, 0.3f, 0.3f, 1});
     LightOmni* light = maker.Light(maker.Node({4, 8, 4}), Still(color{0.8f, 0.8f, 0.8f, 1}));
@@ -30,8 +30,11 @@ void Avenue(SceneMaker& maker) {
         for (int side = -1; side < 2; side += 2)
             maker.Mesh(demo::Box({-0.5f, -0.5f, -0.5f}, {0.5f, 1.5f, 0.5f}), stone,
                        maker.Node({1.8f * F(side), 0, 3 - 3 * F(i)}, QuatFromAxisAngle({0, 1, 0}, 0.4f)));
-    maker.Mesh(Board(-8, -6, 8, 18), maker.Matt({0.4f, 0.7f, 0.4f, 1}),
-               maker.Node({0, -0.5f, 0}, QuatFromAxisAngle({1, 0, 0}, -1.5707963f)));
+    maker.Mesh(demo::Surface(16, 40,
+                             [](float u, float v) {
+                                 return vect3{16 * u - 8, -0.5f, 5 - 25 * v};
+                             }),
+               maker.Matt({0.4f, 0.7f, 0.4f, 1}));
     MaterialSimple* glass = maker.Glow({0.9f, 0.2f, 0.2f, 0.5f});
     SceneMaker::Blend(glass, 2);
     maker.Mesh(Board(-1, 0, -0.1f, 1.6f, -3), glass);

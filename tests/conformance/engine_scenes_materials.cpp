@@ -49,10 +49,12 @@ void BlendClasses(SceneMaker& maker) {
 }
 
 // Alpha grows in steps along each bar, and the references lie on steps: what is cut tells function and
-// reference.
+// reference. Steps that a float says exactly: the driver of the references compares without rounding.
 void AlphaTest(SceneMaker& maker) {
+    constexpr int kReferences[3] = {0, 170, 255};
     Texture* steps = maker.Picture(demo::Painted(8, 1, [](float u, float v) {
-        return color{u, v, 1 - u, (30 * std::floor(u * 8) + 20) / 255};
+        constexpr float kSteps[8] = {0, 20, 60, 110, 170, 200, 230, 255};
+        return color{u, v, 1 - u, kSteps[static_cast<int>(u * 8)] / 255};
     }));
     for (int func = 0; func < 8; ++func)
         for (int ref = 0; ref < 3; ++ref) {
@@ -63,7 +65,7 @@ void AlphaTest(SceneMaker& maker) {
             material->SetBlendClass(3);
             material->GetRenderState()->alphaTestEnable = true;
             material->GetRenderState()->alphaFunc = static_cast<u32>(func);
-            material->GetRenderState()->alphaRef = static_cast<u8>(50 + 60 * ref);
+            material->GetRenderState()->alphaRef = static_cast<u8>(kReferences[ref]);
             maker.Mesh(Cell(ref, func, 3, 8), material);
         }
 }
@@ -133,16 +135,16 @@ void Specular(SceneMaker& maker) {
         }
 }
 
-// Normals after scaling, as they come and made one long again.
+// Normals that scaling has made shorter, as they come and made one long again.
 void Normals(SceneMaker& maker) {
     maker.Light(maker.Node({3, 4, 6}), Still(kWhite));
-    const vect3 scales[4] = {{0.7f, 0.7f, 0.7f}, {1.4f, 0.5f, 1}, {0.3f, 1.2f, 0.3f}, {-1, 0.8f, 0.4f}};
+    const vect3 scales[4] = {{1.5f, 1.5f, 1.5f}, {1.9f, 1, 1.2f}, {1, 2, 1.4f}, {-1.3f, 1.7f, 1}};
     for (int row = 0; row < 2; ++row)
         for (int i = 0; i < 4; ++i) {
             MaterialSimple* material = maker.Matt({0.9f, 0.7f, 0.5f, 1});
             material->GetRenderState()->normalizeNormals = row != 0;
             material->GetRenderState()->cullMode = i == 3 ? 1 : 0;
-            maker.Mesh(demo::Sphere(0.8f, 24, 16), material,
+            maker.Mesh(demo::Sphere(0.5f, 24, 16), material,
                        maker.Node({-3 + 2 * F(i), 1.5f - 3 * F(row), 0}, QuatFromAxisAngle({0, 0, 1}, 0.5f),
                                   scales[i]));
         }

@@ -84,7 +84,7 @@ void ShadowLights(SceneMaker& maker) {
     yard.light->SetDiffuse(Still(color{0.5f, 0.4f, 0.3f, 1}));
 }
 
-// A floor with a mirror of 3 x 2.4 standing on it, things on both of its sides.
+// A mirror of 3 x 2.3 a little over a floor, things on both of its sides.
 MeshSimple* MakeHall(SceneMaker& maker, MaterialSimple* surface) {
     maker.LookFrom({0.9f, 1, 5}, 0.22f, 0.15f);
     maker.Ambient({0.35f, 0.35f, 0.4f, 1});
@@ -100,7 +100,7 @@ MeshSimple* MakeHall(SceneMaker& maker, MaterialSimple* surface) {
     maker.Mesh(demo::Sphere(0.6f, 18, 12), maker.Matt({0.9f, 0.8f, 0.2f, 1}),
                maker.Node({0.5f, -0.1f, -1.2f}));
     maker.Mesh(Cube(), maker.Matt({0.9f, 0.2f, 0.9f, 1}), maker.Node({0, 1, -3}));
-    MeshSimple* glass = maker.Mesh(Board(-1.5f, -1, 1.5f, 1.4f), surface, maker.Node({0, 0, -1.2f}));
+    MeshSimple* glass = maker.Mesh(Board(-1.5f, -0.9f, 1.5f, 1.4f), surface, maker.Node({0, 0, -1.2f}));
     return glass;
 }
 
@@ -188,7 +188,7 @@ std::vector<EngineCase> RendererScenes() {
         SceneCase("scene_mirror_fog", MirrorFog),
         SceneCase("scene_mirror_two_cube", MirrorTwoCube, {0, 100}),
         SceneCase("scene_mirror_two_picture", MirrorTwoPicture, {0, 100}),
-        Sized(SceneCase("scene_mirror_smooth", Mirror), 160, 120, 2),
+        Sized(SceneCase("scene_mirror_smooth", Mirror), 160, 120, 4),
         SceneCase("scene_mirror_last", MirrorLast),
         SceneCase("scene_shadow_last", ShadowLast),
     };

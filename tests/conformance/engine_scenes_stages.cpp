@@ -19,11 +19,12 @@ GeometrySimple* WithSecondSet(const Shape& shape) {
 }
 
 // A lit surface with a colour, an alpha and a highlight of its own: what diffuse, specular and current are
-// differs.
-MaterialSimple* Surface(SceneMaker& maker) {
+// differs. The Direct3D 9 of the references loses highlights where no stage reads the surface's colour; the
+// cases go without them there.
+MaterialSimple* Surface(SceneMaker& maker, bool highlight = true) {
     MaterialSimple* material = maker.Glow({0.8f, 0.45f, 0.2f, 0.6f});
     material->SetConstants({0, 0, 0, 0.6f}, kNone, {0.1f, 0.25f, 0.4f, 0.3f}, {0.8f, 0.45f, 0.2f, 0.6f}, 2);
-    material->GetRenderState()->specularEnable = material->GetRenderState()->localViewer = true;
+    material->GetRenderState()->specularEnable = material->GetRenderState()->localViewer = highlight;
     return material;
 }
 
@@ -37,9 +38,11 @@ void ColorOperations(SceneMaker& maker) {
     Texture* pattern = maker.Picture(Pattern(32, 32, true));
     for (u32 op = 1; op <= 11; ++op)
         for (u32 arg = 0; arg < 8; ++arg) {
-            MaterialSimple* material = Surface(maker);
+            const bool surface = arg < 2 || arg == 6, specular = arg == 4;
+            MaterialSimple* material = Surface(maker, surface ? op != 1 : specular && op != 2);
             TextureStageStateBlock& state = maker.Layer(material, pattern)->State();
             state.colorOp = op;
+            if (specular) state.colorArg1 = 1;
             state.colorArg2 = arg;
             state.alphaOp = 1;
             if (op == 10 || op == 2) state.alphaOp = 2;
@@ -55,6 +58,7 @@ void AlphaOperations(SceneMaker& maker) {
     Texture* ramp = maker.Picture(Pattern(32, 32, true));
     for (u32 op = 1; op <= 11; ++op)
         for (u32 arg = 0; arg < 8; ++arg) {
+            if (arg == 4) continue;  // nothing says what a highlight's alpha is
             MaterialSimple* material = Surface(maker);
             SceneMaker::Blend(material, 2);
             TextureStageStateBlock& state = maker.Layer(material, ramp)->State();
@@ -71,7 +75,7 @@ void TwoStages(SceneMaker& maker) {
     Texture* pattern = maker.Picture(Pattern(32, 32));
     Texture* checks = maker.Picture(Checks(32, 4, {0.9f, 0.8f, 0.2f, 1}, {0.2f, 0.3f, 0.7f, 0.3f}));
     for (u32 op = 1; op <= 11; ++op) {
-        MaterialSimple* material = Surface(maker);
+        MaterialSimple* material = Surface(maker, op != 1);
         maker.Layer(material, pattern);
         TextureStageStateBlock& state = maker.Layer(material, checks)->State();
         state.colorOp = op;
@@ -98,7 +102,7 @@ void ThreeStages(SceneMaker& maker) {
     const u32 rows[12][3] = {{3, 3, 3}, {3, 6, 3},  {1, 7, 4}, {3, 8, 9}, {1, 10, 3}, {5, 9, 6},
                              {2, 3, 7}, {3, 11, 3}, {4, 4, 9}, {1, 1, 1}, {3, 2, 6},  {7, 7, 7}};
     for (int i = 0; i < 12; ++i) {
-        MaterialSimple* material = Surface(maker);
+        MaterialSimple* material = Surface(maker, rows[i][0] != 1);
         Texture* const textures[3] = {pattern, checks, spot};
         for (u32 k = 0; k < 3; ++k) {
             TextureStageStateBlock& state = maker.Layer(material, textures[k])->State();
