@@ -15,6 +15,7 @@
 #include "material/material_composite.h"
 #include "material/material_simple.h"
 #include "material/texture_bitmap_file.h"
+#include "platform/system/file_path.h"
 #include "render/material_fx.h"
 #include "scene/scene_hierarchy.h"
 #include "trace/tracer.h"
@@ -155,26 +156,28 @@ bool WriteTo(const std::string& path, AnimationPackage& package, PackageForm for
 bool WriteWhole(const std::string& path, AnimationPackage& package, PackageForm form) {
     namespace fs = std::filesystem;
     std::error_code error;
-    fs::path target(path);
+    fs::path target = platform::FilePath(path);
+    std::string beside = path + ".part";
     if (fs::is_symlink(target, error)) {
         target = fs::canonical(target, error);
         if (error) {
             return false;
         }
+        beside = target.string() + ".part";
     }
     const fs::file_status status = fs::status(target, error);
     if (fs::exists(status) && !fs::is_regular_file(status)) {
         // Devices take what comes; renaming would put a file in their place.
         return WriteTo(path, package, form);
     }
-    const std::string beside = target.string() + ".part";
+    const fs::path written = platform::FilePath(beside);
     if (WriteTo(beside, package, form)) {
-        fs::rename(beside, target, error);
+        fs::rename(written, target, error);
         if (!error) {
             return true;
         }
     }
-    fs::remove(beside, error);
+    fs::remove(written, error);
     return false;
 }
 

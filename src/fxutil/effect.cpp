@@ -12,6 +12,7 @@
 #include "fxutil/effect_parser.h"
 #include "fxutil/effect_preprocessor.h"
 #include "fxutil/texture.h"
+#include "platform/system/file_path.h"
 #include "platform/system/system.h"
 
 namespace {
@@ -84,7 +85,7 @@ HRESULT D3DXCreateEffectFromFileA(IDirect3DDevice9* device, LPCSTR file, const D
     bool read = false;
     // A name may be that of a pipe, which would be waited for.
     std::error_code error;
-    const bool regular = std::filesystem::is_regular_file(file, error);
+    const bool regular = std::filesystem::is_regular_file(platform::FilePath(file), error);
     const std::unique_ptr<std::FILE, int (*)(std::FILE*)> in{regular ? std::fopen(file, "rb") : nullptr,
                                                              std::fclose};
     if (in) {

@@ -13,6 +13,7 @@
 
 #include "fxutil/raster.h"
 #include "platform/d3d9/com_ptr.h"
+#include "platform/system/file_path.h"
 
 namespace {
 
@@ -289,8 +290,9 @@ std::vector<u32> TakePalette(const PALETTEENTRY* palette) {
 bool ReadWholeFile(const char* path, std::vector<u8>* bytes) {
     std::error_code error;
     // Anything but a plain file may be endless.
-    if (!std::filesystem::is_regular_file(path, error)) return false;
-    const auto size = std::filesystem::file_size(path, error);
+    const std::filesystem::path whole = platform::FilePath(path);
+    if (!std::filesystem::is_regular_file(whole, error)) return false;
+    const auto size = std::filesystem::file_size(whole, error);
     if (error || size == 0 || size > 0x7fffffffu) return false;
     const std::unique_ptr<std::FILE, int (*)(std::FILE*)> file(std::fopen(path, "rb"), std::fclose);
     if (!file) return false;

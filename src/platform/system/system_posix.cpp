@@ -2,10 +2,15 @@
 
 #include <chrono>
 
+#include "platform/system/file_path.h"
 #include "platform/system/system.h"
 #include "platform/system/system_detail.h"
 
-namespace platform::detail {
+namespace platform {
+
+std::filesystem::path FilePath(const std::string& name) { return name; }
+
+namespace detail {
 
 void SystemMessageBox(const std::string& text, const std::string& caption, u32) {
     PrintMessage(text, caption);
@@ -25,6 +30,7 @@ std::span<const u8> SystemResource(u32 id) {
     return {};
 }
 
-}  // namespace platform::detail
+}  // namespace detail
+}  // namespace platform
 
 #endif

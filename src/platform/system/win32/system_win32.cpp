@@ -8,9 +8,20 @@
 #endif
 #include <windows.h>
 
+#include "platform/system/file_path.h"
 #include "platform/system/system_detail.h"
 
-namespace platform::detail {
+namespace platform {
+
+std::filesystem::path FilePath(const std::string& name) {
+    const int size = static_cast<int>(name.size());
+    const int length = MultiByteToWideChar(CP_ACP, MB_ERR_INVALID_CHARS, name.data(), size, nullptr, 0);
+    std::wstring wide(static_cast<std::size_t>(length > 0 ? length : 0), L' ');
+    if (length > 0) MultiByteToWideChar(CP_ACP, MB_ERR_INVALID_CHARS, name.data(), size, wide.data(), length);
+    return wide;
+}
+
+namespace detail {
 namespace {
 
 /// The module that this code is linked into, which need not be the program.
@@ -43,6 +54,7 @@ std::span<const u8> SystemResource(u32 id) {
     return {static_cast<const u8*>(data), SizeofResource(module, found)};
 }
 
-}  // namespace platform::detail
+}  // namespace detail
+}  // namespace platform
 
 #endif
