@@ -159,12 +159,20 @@ FragmentKey MakeFragmentKey(const DeviceState& state, bool points, u32& coordina
     return key;
 }
 
-VertexKey MakeVertexKey(const DeviceState& state, const VertexLayout& layout, bool points, u32 coordinates) {
+bool DrawsNoColor(const DeviceState& state) {
+    const auto& render = state.render;
+    return (render[D3DRS_COLORWRITEENABLE] & 0xf) == 0 && state.vertex_shader == nullptr &&
+           state.pixel_shader == nullptr &&
+           (render[D3DRS_ALPHATESTENABLE] == 0 || render[D3DRS_ALPHAFUNC] == D3DCMP_ALWAYS);
+}
+
+VertexKey MakeVertexKey(const DeviceState& state, const VertexLayout& layout, bool points, u32 coordinates,
+                        bool colorless) {
     VertexKey key;
     const auto& render = state.render;
     key.flat = render[D3DRS_SHADEMODE] == D3DSHADE_FLAT ? 1 : 0;
     key.draws_points = points ? 1 : 0;
-    key.fog = FogSourceOf(state, layout.transformed && state.vertex_shader == nullptr);
+    if (!colorless) key.fog = FogSourceOf(state, layout.transformed && state.vertex_shader == nullptr);
     const DWORD clip = render[D3DRS_CLIPPLANEENABLE] & 0xff;
     if (state.vertex_shader != nullptr) {
         for (u32 i = 0; i < kMaxClipPlanes; ++i) key.clip_planes = Byte(key.clip_planes + (clip >> i & 1u));
@@ -172,8 +180,8 @@ VertexKey MakeVertexKey(const DeviceState& state, const VertexLayout& layout, bo
     }
     key.transformed = layout.transformed ? 1 : 0;
     key.point_size = points && layout.point_size ? 1 : 0;
-    key.diffuse = layout.diffuse ? 1 : 0;
-    key.specular = layout.specular ? 1 : 0;
+    key.diffuse = layout.diffuse && !colorless ? 1 : 0;
+    key.specular = layout.specular && !colorless ? 1 : 0;
 
     for (u32 i = 0; i < kMaxStages; ++i) {
         if ((coordinates >> i & 1u) == 0) continue;
@@ -208,6 +216,7 @@ VertexKey MakeVertexKey(const DeviceState& state, const VertexLayout& layout, bo
         key.blend_indexed = 1;
         key.blend_index_colors = layout.blend_indices_are_colors ? 1 : 0;
     }
+    if (colorless) return key;
 
     const bool generates =
         std::any_of(std::begin(key.coords), std::end(key.coords),

@@ -87,8 +87,14 @@ u64 HashBytes(const void* data, std::size_t size);
 /// makes points. `coordinates` receives one bit per stage whose texture coordinates are read. With a pixel
 /// shader the stages are left out.
 FragmentKey MakeFragmentKey(const DeviceState& state, bool points, u32& coordinates);
-/// The vertex key for a layout; `coordinates` from above.
-VertexKey MakeVertexKey(const DeviceState& state, const VertexLayout& layout, bool points, u32 coordinates);
+/// The vertex key for a layout; `coordinates` from above. `colorless`: the fragment program asks for no
+/// colour and no fog.
+VertexKey MakeVertexKey(const DeviceState& state, const VertexLayout& layout, bool points, u32 coordinates,
+                        bool colorless = false);
+
+/// True when nothing hangs on what the fixed stages make of a fragment: no channel is written, none is
+/// tested. The draws of shadow volumes are such.
+bool DrawsNoColor(const DeviceState& state);
 
 /// True for a projection whose last column is (0, 0, 0, 1): fog then goes by depth.
 bool IsAffine(const D3DMATRIX& projection);

@@ -112,7 +112,11 @@ void GlImage::CreateStorage() {
     const FormatTraits& format = Format();
     BindForUpload();
     const auto levels = static_cast<GLint>(desc_.gl_levels);
-    if (context_.Features().texture_storage) {
+    // Mesa lays such an image out as it lies in memory when it hears of the pixels' order, and turns every
+    // pixel around on its way otherwise; storage would not say.
+    const bool by_pixels = format.format == GL_BGRA && format.type == GL_UNSIGNED_INT_8_8_8_8_REV;
+    if (by_pixels) glTexParameteri(target_, GL_TEXTURE_MAX_LEVEL, levels - 1);
+    if (context_.Features().texture_storage && !by_pixels) {
         glTexStorage2D(target_, levels, InternalFormat(format), static_cast<GLsizei>(desc_.width),
                        static_cast<GLsizei>(desc_.height));
     } else {

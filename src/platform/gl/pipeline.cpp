@@ -31,7 +31,11 @@ struct Pipeline::Impl {
     const VertexDeclaration* Declaration();
     // State, program, textures and uniforms. False when the program does not compile.
     bool Ready(const VertexDeclaration& declaration, D3DPRIMITIVETYPE type);
-    void ChooseProgram(const VertexDeclaration& declaration, bool points);
+    // Transformed vertices never are: their place depends on their coordinates by a little, see pipeline.h.
+    bool Colorless(const VertexDeclaration& declaration) const {
+        return !declaration.Layout().transformed && DrawsNoColor(state);
+    }
+    void ChooseProgram(const VertexDeclaration& declaration, bool points, bool colorless);
     void BindTextures();
     // Sources of the streams that the declaration reads; false when one has no buffer. `vertices` receives
     // how many vertices all of them hold.
@@ -54,7 +58,7 @@ struct Pipeline::Impl {
     // The program in use and what it was chosen for.
     Program* program = nullptr;
     u32 chosen_declaration = 0;
-    bool chosen_points = false;
+    bool chosen_points = false, chosen_colorless = false;
     u32 chosen_coordinates = 0;
     VertexKey vertex_key;
     FragmentKey fragment_key;
@@ -82,13 +86,14 @@ const VertexDeclaration* Pipeline::Impl::Declaration() {
     return declaration;
 }
 
-void Pipeline::Impl::ChooseProgram(const VertexDeclaration& declaration, bool points) {
+void Pipeline::Impl::ChooseProgram(const VertexDeclaration& declaration, bool points, bool colorless) {
     u32 coordinates = 0;
-    const FragmentKey fragment = MakeFragmentKey(state, points, coordinates);
+    const FragmentKey fragment = colorless ? FragmentKey{} : MakeFragmentKey(state, points, coordinates);
     const ShaderData* vertex_shader = state.vertex_shader;
     const ShaderData* pixel_shader = state.pixel_shader;
     if (pixel_shader != nullptr) coordinates = CoordinatesOf(pixel_shader->source);
-    const VertexKey vertex = MakeVertexKey(state, declaration.Layout(), points, coordinates);
+    const VertexKey vertex = MakeVertexKey(state, declaration.Layout(), points, coordinates, colorless);
+    chosen_colorless = colorless;
     chosen_declaration = declaration.serial;
     chosen_points = points;
     if (program != nullptr && vertex == vertex_key && fragment == fragment_key &&
@@ -146,9 +151,10 @@ bool Pipeline::Impl::Ready(const VertexDeclaration& declaration, D3DPRIMITIVETYP
         last_transformed = transformed;
         SendOutputState(state, dirty, transformed, context.State());
     }
+    const bool colorless = Colorless(declaration);
     if (program == nullptr || (dirty & kKeyGroups) != 0 || chosen_points != points ||
-        chosen_declaration != declaration.serial) {
-        ChooseProgram(declaration, points);
+        chosen_colorless != colorless || chosen_declaration != declaration.serial) {
+        ChooseProgram(declaration, points, colorless);
     }
     if (dirty != 0) {
         uniforms.Note(state, dirty);
@@ -336,7 +342,8 @@ void Pipeline::Prepare(D3DPRIMITIVETYPE type) {
     const VertexDeclaration* declaration = it.Declaration();
     if (declaration == nullptr) return;
     it.ChooseProgram(*declaration,
-                     type == D3DPT_POINTLIST || it.state.render[D3DRS_FILLMODE] == D3DFILL_POINT);
+                     type == D3DPT_POINTLIST || it.state.render[D3DRS_FILLMODE] == D3DFILL_POINT,
+                     it.Colorless(*declaration));
 }
 
 void Pipeline::ForgetBuffer(u32 buffer_name) { impl_->arrays.ForgetBuffer(buffer_name); }
