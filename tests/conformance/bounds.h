@@ -11,6 +11,7 @@ struct Bounds {
     int reach = 1;         // a pixel that differs must have one of its colour this near in the other picture
     int color = 24;        // how near that colour must be, per channel
     const char* why = "";
+    int border = 0;  // so many pixels along the picture's edges are not compared
 };
 
 }  // namespace conformance

@@ -4,14 +4,16 @@
 set -eu
 out=$1 runner=$2 osmplay=$3 kind=$4 name=$5
 shift 5
+# Wine holds a program that crashed for its debugger.
+limit=120
 case $kind in
     still)
-        "$runner" "$osmplay" still "$@" -o "$out/$name.png" 2>"$out/$name.log" </dev/null && failed= || failed=yes
+        timeout "$limit" "$runner" "$osmplay" still "$@" -o "$out/$name.png" 2>"$out/$name.log" </dev/null && failed= || failed=yes
         ;;
     frames)
         count=$1
         shift
-        "$runner" "$osmplay" render "$@" -o "$out/$name" 2>"$out/$name.log" >/dev/null </dev/null && failed= || failed=yes
+        timeout "$limit" "$runner" "$osmplay" render "$@" -o "$out/$name" 2>"$out/$name.log" >/dev/null </dev/null && failed= || failed=yes
         frame=0
         while [ "$frame" -lt "$count" ]; do
             mv "$out/$name/frame_$(printf %06d "$frame").png" "$out/$name.$((frame + 1)).png" || failed=yes

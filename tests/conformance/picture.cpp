@@ -93,8 +93,10 @@ Difference Compare(const Picture& ours, const Picture& golden, const Bounds& bou
         return result;
     }
     size_t beyond = 0;
-    for (int y = 0; y < static_cast<int>(ours.height); ++y) {
-        for (int x = 0; x < static_cast<int>(ours.width); ++x) {
+    const int right = static_cast<int>(ours.width) - bounds.border;
+    const int bottom = static_cast<int>(ours.height) - bounds.border;
+    for (int y = bounds.border; y < bottom; ++y) {
+        for (int x = bounds.border; x < right; ++x) {
             const int distance = Distance(ours.At(x, y), golden.At(x, y));
             result.worst = std::max(result.worst, distance);
             if (distance <= bounds.level) {
