@@ -39,9 +39,13 @@ build_plain() {
 }
 
 build_bzip2() {
-    build_plain libbz2 "$sources/bzip2" blocksort huffman crctable randtable compress decompress bzlib
+    local folder=$work/bzip2
+    mkdir -p "$folder"
+    cp "$sources"/bzip2/*.[ch] "$folder"
     # What its header says for Windows is about the library as a DLL.
-    sed 's/^#\( *\)ifdef _WIN32$/#\1if 0/' "$sources/bzip2/bzlib.h" >"$prefix/include/bzlib.h"
+    sed -i 's/^#\( *\)ifdef _WIN32$/#\1if 0/' "$folder/bzlib.h"
+    build_plain libbz2 "$folder" blocksort huffman crctable randtable compress decompress bzlib
+    cp "$folder/bzlib.h" "$prefix/include"
 }
 
 build_zlib() {
