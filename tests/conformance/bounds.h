@@ -12,6 +12,9 @@ struct Bounds {
     int color = 24;        // how near that colour must be, per channel
     const char* why = "";
     int border = 0;  // so many pixels along the picture's edges are not compared
+    // Above 0: a pixel does not count when each of its channels lies between those of the pixels so near in the
+    // other picture, widened by `level`, both ways. For pictures that are read exactly between two texels.
+    int ties = 0;
 };
 
 }  // namespace conformance

@@ -519,9 +519,9 @@ std::vector<EngineCase> ProjectCases() {
     };
     for (EngineCase& entry : cases) {
         if (is(entry, {"apart", "fade_of_filters", "sequence", "samples_show"}))
-            entry.bounds = {6, entry.name == "project_apart_of_apart" ? 0.1 : 0.07, 2, 130, kTie, 1};
+            entry.bounds = {.reach = 2, .color = 130, .why = kTie, .border = 1, .ties = 2};
         else if (is(entry, {"fade", "filter_of_fade", "show"}))
-            entry.bounds = {6, 0.05, 1, 24, kTie, 1};
+            entry.bounds = {.why = kTie, .border = 1, .ties = 1};
         if (entry.samples == 2) entry.reference_samples = 4;
         if (entry.name == "project_samples_scene_2")
             entry.bounds = {72, 0.0005, 1, 72, "two samples: the reference's driver has four only"};

@@ -34,6 +34,26 @@ bool ColorNear(const Picture& picture, int x, int y, std::uint32_t color, const 
     return false;
 }
 
+bool LiesBetween(std::uint32_t color, const Picture& picture, int x, int y, const Bounds& bounds) {
+    const int right = std::min(x + bounds.ties, static_cast<int>(picture.width) - 1);
+    const int bottom = std::min(y + bounds.ties, static_cast<int>(picture.height) - 1);
+    for (int channel = 0; channel < 4; ++channel) {
+        int least = 255, most = 0;
+        for (int row = std::max(y - bounds.ties, 0); row <= bottom; ++row) {
+            for (int column = std::max(x - bounds.ties, 0); column <= right; ++column) {
+                const int value = Channel(picture.At(column, row), channel);
+                least = std::min(least, value);
+                most = std::max(most, value);
+            }
+        }
+        const int value = Channel(color, channel);
+        if (value < least - bounds.level || value > most + bounds.level) {
+            return false;
+        }
+    }
+    return true;
+}
+
 }  // namespace
 
 bool ReadPng(const std::string& path, Picture& picture) {
@@ -100,6 +120,10 @@ Difference Compare(const Picture& ours, const Picture& golden, const Bounds& bou
             const int distance = Distance(ours.At(x, y), golden.At(x, y));
             result.worst = std::max(result.worst, distance);
             if (distance <= bounds.level) {
+                continue;
+            }
+            if (bounds.ties > 0 && LiesBetween(ours.At(x, y), golden, x, y, bounds) &&
+                LiesBetween(golden.At(x, y), ours, x, y, bounds)) {
                 continue;
             }
             ++beyond;

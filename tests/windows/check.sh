@@ -47,5 +47,6 @@ echo "$count texts compared"
 echo "check.sh: the reel, $fps frames of each second"
 "$bin/osmplay" render reel/demo.xml -o frames --fps "$fps"
 wine "$windows/osmplay.exe" render reel/demo.xml -o frames_wine --fps "$fps"
-"$bin/compare_pictures" --worst 10 reel_worst.png frames frames_wine || fail "the reel differs"
+# What cross-fades and colour shifts have captured is read between two texels, and which is taken is left open.
+"$bin/compare_pictures" --worst 10 reel_worst.png --ties frames frames_wine || fail "the reel differs"
 exit $failed
