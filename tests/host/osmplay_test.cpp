@@ -106,6 +106,15 @@ TEST_F(Osmplay, StillShowsASceneAtTheAskedSize) {
     EXPECT_EQ(p.At(160, 100 - 41), (std::vector<int>{0, 0, 0}));
 }
 
+TEST_F(Osmplay, BenchDrawsTheChosenFramesAndSaysWhereTheirTimeWent) {
+    const Outcome outcome =
+        Run("bench " + RedScene() + " --frames 0:6,8:11 --every 2 --rounds 2 --size 64x48 --profile");
+    ASSERT_EQ(outcome.status, 0) << outcome.error;
+    EXPECT_NE(outcome.out.find("red.om2: 5 frames of 64x48, 2 rounds: "), std::string::npos) << outcome.out;
+    EXPECT_NE(outcome.out.find("Scene update"), std::string::npos) << outcome.out;
+    ExpectRefusal("bench " + RedScene() + " --frames 50:70", "50:70");
+}
+
 TEST_F(Osmplay, SamplesSmoothTheEdgesOfAScene) {
     om2::SceneFile s;
     om2::File::Shape slanted = om2::Colored(om2::Quad(-2, -2, 2, 2), {1, 0, 0, 1});
