@@ -58,6 +58,11 @@ class SceneMaker {
     T* Make(Arguments&&... arguments) {
         return scene.Own(std::make_unique<T>(std::forward<Arguments>(arguments)...));
     }
+    /// Takes over what the field that points to it does not own.
+    template <class T>
+    T* Keep(T* object) {
+        return scene.Own(std::unique_ptr<T>(object));
+    }
 
     HierarchyNode* Node(const vect3& position, const quat& rotation = kQuatIdentity,
                         const vect3& scale = {1, 1, 1}, HierarchyNode* parent = nullptr);

@@ -153,7 +153,7 @@ void Tree(SceneMaker& maker) {
     for (int i = 0; i < 2; ++i) {
         HierarchyNode* hunter = maker.Node({1.2f + 1.8f * F(i), -1, 0}, kQuatIdentity, {0.7f, 0.7f, 1.8f});
         hunter->target = quarry;
-        if (i != 0) hunter->roll = Keyed<f32>({{0, 0.4f}, {100, 1.4f}});
+        if (i != 0) hunter->roll = maker.Keep(Keyed<f32>({{0, 0.4f}, {100, 1.4f}}));
         maker.Mesh(demo::Lathe({{0.5f, -0.5f}, {0.05f, 0.5f}}, 4), stone, hunter);
     }
     auto* placed =

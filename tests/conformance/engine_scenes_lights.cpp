@@ -83,7 +83,7 @@ void Cameras(SceneMaker& maker) {
     HierarchyNode* target = maker.Node({1, -0.5f, -3});
     HierarchyNode* aimed = maker.Node({-3, 2.5f, 3});
     aimed->target = target;
-    aimed->roll = Still(0.5f);
+    aimed->roll = maker.Keep(Still(0.5f));
     maker.Camera(aimed, 0.8f, 0.5f, 100, 100);
     // Planes on either side of what is there cut through boxes and spheres.
     maker.Camera(maker.Node({0, 0, 2}), 0.9f, 3, 7.6f, 100);
