@@ -3,13 +3,14 @@
 # the Windows module under Debian's Wine, by the same program, in turns, with the same software driver beneath.
 # Usage: wine.sh BIN WINDOWS_BIN
 # BIN: osmplay, make_demo, bench. WINDOWS_BIN: osmplay.exe and osmDriver.dll.
-# OSM_WINE_TURNS: how often both take their turn (3). OSM_REEL_EVERY: one frame in so many stands for the reel (24).
+# OSM_WINE_TURNS: how often both take their turn (3). OSM_REEL_EVERY: one frame in so many stands for the reel (11:
+# no divisor of a beat, which is 24 frames, so that the frames fall on all parts of the shots).
 set -euo pipefail
 bin=$(cd "$1" && pwd)
 windows=$(cd "$2" && pwd)
 here=$(cd "$(dirname "$0")" && pwd)
 turns=${OSM_WINE_TURNS:-3}
-every=${OSM_REEL_EVERY:-24}
+every=${OSM_REEL_EVERY:-11}
 bound=2.00
 kept=0
 

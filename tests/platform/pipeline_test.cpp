@@ -38,6 +38,7 @@ class PipelineTest : public DeviceTest {
         after.program_switches -= before.program_switches;
         after.uniform_uploads -= before.uniform_uploads;
         after.attribute_setups -= before.attribute_setups;
+        after.hand_overs -= before.hand_overs;
         return after;
     }
     static std::vector<Vertex> Quad(u32 color) {
@@ -147,6 +148,27 @@ TEST_F(PipelineTest, ARingOfOtherStridesReadsWhatWasWritten) {
     device->SetFVF(kFormat);
     device->SetStreamSource(0, buffer.Get(), 20, sizeof(Vertex));
     EXPECT_EQ(D3D_OK, device->DrawPrimitive(D3DPT_TRIANGLESTRIP, 0, 2));
+    EXPECT_EQ(0xff00ff00u, Pixel());
+}
+
+TEST_F(PipelineTest, LongPassesAreHandedOverInParts) {
+    std::vector<Vertex> strip;
+    while (strip.size() < 20'000) {
+        const auto quad = Quad(0xff00ff00);
+        strip.insert(strip.end(), quad.begin(), quad.end());
+    }
+    const auto buffer = Buffer(strip);
+    const auto draw = [&](int times) {
+        device->SetFVF(kFormat);
+        device->SetStreamSource(0, buffer.Get(), 0, sizeof(Vertex));
+        for (int i = 0; i < times; ++i)
+            EXPECT_EQ(D3D_OK, device->DrawPrimitive(D3DPT_TRIANGLESTRIP, 0, 19'998));
+    };
+    EXPECT_EQ(0u, Added([&] { draw(1); }).hand_overs);
+    // At the latest after 250,000 vertices, however busy the driver is; never more often than it is asked.
+    const u64 parts = Added([&] { draw(100); }).hand_overs;
+    EXPECT_GE(parts, 7u);
+    EXPECT_LE(parts, 50u);
     EXPECT_EQ(0xff00ff00u, Pixel());
 }
 

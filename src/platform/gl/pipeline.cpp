@@ -18,6 +18,10 @@ namespace {
 constexpr u32 kRingBytes = 1u << 20;
 // No draw has more vertices: more would not fit a signed count.
 constexpr u64 kMostVertices = 0x7fffffff;
+// Vertices after which the driver is asked whether it has nothing to do, and those after which it gets the
+// draws in any case. Fewer cost more in hand-overs than they bring.
+constexpr u64 kAskAfterVertices = 30'000;
+constexpr u64 kHandOverAfterVertices = 250'000;
 constexpr u32 kKeyGroups = kDirtyVertexKey | kDirtyFragmentKey | kDirtyProjection | kDirtyLights |
                            kDirtyTextures | kDirtyVertexFormat | kDirtyShaders | kDirtyClipPlanes;
 
@@ -41,6 +45,8 @@ struct Pipeline::Impl {
     // how many vertices all of them hold.
     bool Sources(const VertexDeclaration& declaration, std::array<StreamSource, kMaxStreams>& sources,
                  u64& vertices);
+    // After a draw of so many vertices: keeps the driver at work.
+    void KeepBusy(u64 vertices);
 
     GlDevice& device;
     GlContext& context;
@@ -67,6 +73,10 @@ struct Pipeline::Impl {
     u32 bound_samplers = 0, bound_cubes = 0;
     bool last_transformed = false;
     u32 clip_enabled = 0xffffffffu;
+
+    // Vertices drawn since the driver was last asked, and since it last got what was drawn; the latter's end.
+    u64 not_asked = 0, not_handed_over = 0;
+    GLsync handed_over = nullptr;
 };
 
 const VertexDeclaration* Pipeline::Impl::Declaration() {
@@ -190,10 +200,29 @@ bool Pipeline::Impl::Sources(const VertexDeclaration& declaration,
     return true;
 }
 
+void Pipeline::Impl::KeepBusy(u64 vertices) {
+    not_asked += vertices;
+    if (not_asked < kAskAfterVertices) return;
+    not_handed_over += not_asked;
+    not_asked = 0;
+    if (handed_over != nullptr) {
+        if (not_handed_over < kHandOverAfterVertices &&
+            glClientWaitSync(handed_over, 0, 0) == GL_TIMEOUT_EXPIRED) {
+            return;
+        }
+        glDeleteSync(handed_over);
+    }
+    not_handed_over = 0;
+    handed_over = glFenceSync(GL_SYNC_GPU_COMMANDS_COMPLETE, 0);
+    glFlush();
+    ++stats.hand_overs;
+}
+
 Pipeline::Pipeline(GlDevice& device, GlContext& gl, DeviceState& state)
     : impl_(std::make_unique<Impl>(device, gl, state)) {}
 
 Pipeline::~Pipeline() {
+    if (impl_->handed_over != nullptr) glDeleteSync(impl_->handed_over);
     for (const auto& [fvf, declaration] : impl_->fvf_declarations) declaration->Drop();
 }
 
@@ -212,6 +241,7 @@ HRESULT Pipeline::Draw(D3DPRIMITIVETYPE type, UINT start_vertex, UINT primitive_
     if (!it.Ready(*declaration, type)) return D3DERR_INVALIDCALL;
     const u32 moved = it.arrays.Bind(*declaration, it.state.vertex_shader, sources, 0);
     glDrawArrays(PrimitiveMode(type), static_cast<GLint>(moved + start_vertex), static_cast<GLsizei>(count));
+    it.KeepBusy(count);
     return D3D_OK;
 }
 
@@ -238,6 +268,7 @@ HRESULT Pipeline::DrawIndexed(D3DPRIMITIVETYPE type, INT base_vertex, UINT /*min
         indices->BaseOffset() + static_cast<std::size_t>(start_index) * indices->IndexBytes();
     glDrawElementsBaseVertex(PrimitiveMode(type), static_cast<GLsizei>(count), indices->IndexType(),
                              reinterpret_cast<const void*>(offset), static_cast<GLint>(moved) + base_vertex);
+    it.KeepBusy(count);
     return D3D_OK;
 }
 
@@ -256,6 +287,7 @@ HRESULT Pipeline::DrawUP(D3DPRIMITIVETYPE type, UINT primitive_count, const void
     if (!it.Ready(*declaration, type)) return D3DERR_INVALIDCALL;
     const u32 moved = it.arrays.Bind(*declaration, it.state.vertex_shader, sources, 0);
     glDrawArrays(PrimitiveMode(type), static_cast<GLint>(moved), static_cast<GLsizei>(count));
+    it.KeepBusy(count);
     return D3D_OK;
 }
 
@@ -286,6 +318,7 @@ HRESULT Pipeline::DrawIndexedUP(D3DPRIMITIVETYPE type, UINT min_vertex, UINT ver
                              wide ? GL_UNSIGNED_INT : GL_UNSIGNED_SHORT,
                              reinterpret_cast<const void*>(static_cast<std::size_t>(index_offset)),
                              static_cast<GLint>(moved) - static_cast<GLint>(min_vertex));
+    it.KeepBusy(count);
     return D3D_OK;
 }
 

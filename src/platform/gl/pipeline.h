@@ -14,6 +14,10 @@
 //    target texel by texel are sampled exactly between texels, and the least shift decides all of these ties
 //    alike, for the texel on the right and below, where rounding would decide each pixel by itself.
 //  - Depth runs from 0 to 1; vertex programs send z as 2 z - w.
+//
+// Drivers collect draws and begin with them when enough have come or the target changes; a software driver
+// does the latter alone, and its other threads wait meanwhile. So the pipeline hands over what was drawn
+// (glFlush) after some ten thousand vertices whenever the driver is done with what it got before.
 #pragma once
 
 #include <memory>
@@ -36,6 +40,7 @@ struct PipelineStats {
     u64 program_switches = 0;
     u64 uniform_uploads = 0;
     u64 attribute_setups = 0;
+    u64 hand_overs = 0;
 };
 
 class Pipeline {
