@@ -6,14 +6,19 @@ out=$1 runner=$2 osmplay=$3 kind=$4 name=$5
 shift 5
 # Wine holds a program that crashed for its debugger.
 limit=120
+# Wine kills programs that do not go when they are done (windows/wine.sh): their pictures tell whether they are.
+draw() {
+    timeout "$limit" "$runner" "$osmplay" "$@" 2>"$out/$name.log" >/dev/null </dev/null || [ $? = 137 ]
+}
+failed=
 case $kind in
     still)
-        timeout "$limit" "$runner" "$osmplay" still "$@" -o "$out/$name.png" 2>"$out/$name.log" </dev/null && failed= || failed=yes
+        draw still "$@" -o "$out/$name.png" && [ -s "$out/$name.png" ] || failed=yes
         ;;
     frames)
         count=$1
         shift
-        timeout "$limit" "$runner" "$osmplay" render "$@" -o "$out/$name" 2>"$out/$name.log" >/dev/null </dev/null && failed= || failed=yes
+        draw render "$@" -o "$out/$name" || failed=yes
         frame=0
         while [ "$frame" -lt "$count" ]; do
             mv "$out/$name/frame_$(printf %06d "$frame").png" "$out/$name.$((frame + 1)).png" || failed=yes

@@ -24,11 +24,12 @@ cp "$here/../../host/demo/demo.xml" reel
 
 echo "check.sh: the programs' own tests"
 for test in "$windows"/test_windows_*.exe; do
-    (cd "$windows" && wine "$test") >"$(basename "$test" .exe).txt" 2>&1 || {
-        cat "$(basename "$test" .exe).txt" >&2
-        fail "$(basename "$test") failed"
+    name=$(basename "$test" .exe)
+    (cd "$windows" && wine "$test") >"$name.txt" 2>&1 && grep -a -q '^\[  PASSED' "$name.txt" || {
+        cat "$name.txt" >&2
+        fail "$name.exe failed"
     }
-    grep -a -E '^\[  (PASSED|SKIPPED)' "$(basename "$test" .exe).txt" | sed "s/^/$(basename "$test" .exe): /" || true
+    grep -a -E '^\[  (PASSED|SKIPPED)' "$name.txt" | sed "s/^/$name: /" || true
 done
 
 echo "check.sh: om2 info"
