@@ -55,6 +55,7 @@ if [ -n "${with_device-}" ]; then
     mkdir "$work/raw"
     (cd "$work" && wine golden_runner.exe raw $device >log.txt) || status=$?
     cat "$work/log.txt"
+    grep -q ' pictures, 0 failures' "$work/log.txt" || status=1
     [ -n "$(ls "$work/raw")" ] || { echo "golden: no picture was made" >&2; exit 1; }
     if [ $# -eq 0 ]; then rm -f "$golden"/*.png; fi
     "$work/raw_to_png" "$golden" "$work"/raw/*.raw

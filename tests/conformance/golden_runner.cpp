@@ -85,6 +85,6 @@ int main(int argc, char** argv) {
         ++drawn;
     }
     direct3d->Release();
-    std::printf("%d pictures\n", drawn);
+    std::printf("%d pictures, %d failures\n", drawn, failed);
     return failed == 0 ? 0 : 1;
 }
